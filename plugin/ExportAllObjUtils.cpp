@@ -1,0 +1,141 @@
+// OBJ export commands.
+#include "ExportAllObjUtils.h"
+
+#include <cstdint>
+#include <cstdio>
+
+#include "KVVector.h"
+#include "YPlug/ExportAllUtils.h"
+#include "io/KVKelIO.h"
+#include "io/KVObjTextWriter.h"
+#include "log/KVLogServer.h"
+#include "native/KVDiskServer.h"
+
+namespace {
+
+const char kObjHeaderLine[] = "# File exported by Plastra version 3.1\n";
+const char kMakerAddressLine[] = "# https://www.plastra.example\n";
+
+// Offsets are the int sums of the counts read, wrapping like the int arithmetic they stand for.
+std::int32_t addCount(std::int32_t offset, int count) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(offset) + static_cast<std::uint32_t>(count));
+}
+
+bool textureAt(const KVArray<KVString>& textures, int i) {
+    return i < textures.getCount() && ExportAllObjUtils::isTextured(textures[i]);
+}
+
+// Writes the MTL file; false when it cannot be opened (the OBJ then names no materials).
+bool writeMaterials(const KVString& mtlPath, const KVArray<KVString>& textures, int meshCount) {
+    FILE* file = std::fopen(mtlPath.c_str(), "w");
+    if (file == nullptr) return false;
+    {
+        KVObjTextWriter mtl(file, 64 * 1024);
+        mtl.writeText("# File created by Plastra\n");
+        mtl.writeText("# ToolType: PolyMesh3D\n");
+        mtl.writeText(kMakerAddressLine);
+        mtl.writeText("\n");
+        mtl.writeText("newmtl defaultMat\n");
+        mtl.writeText("Kd 0.7 0.7 0.7\n");
+        mtl.writeText("\n");
+        for (int i = 0; i < meshCount; ++i) {
+            if (!textureAt(textures, i)) continue;
+            KVString name = textures[i];
+            KVDiskServer::removePathFromFilename(name);
+            mtl.writeNewMaterial(i + 1);
+            mtl.writeKeywordLine("map_Kd", name.c_str());
+            mtl.writeText("\n");
+        }
+    }
+    std::fclose(file);
+    return true;
+}
+
+}  // namespace
+
+KVString ExportAllObjUtils::mtlPathFor(const KVString& objPath) {
+    const int length = objPath.length();
+    // A path shorter than its three-letter extension loses what it has.
+    KVString path = objPath.subString(0, length >= 3 ? length - 3 : 0);
+    path += "mtl";
+    return path;
+}
+
+KVString ExportAllObjUtils::nameAfterLastSeparator(const KVString& path) {
+    const int sep = path.findLastCharOf("/\\");
+    return sep < 0 ? path : path.subString(sep + 1);
+}
+
+bool ExportAllObjUtils::exportDeclaredKel(const KVString& objPath, const KVArray<KVString>& kelFiles,
+                                          const KVArray<KVString>& textures) {
+    const char* valid = objPath.getValidFilePath();
+    if (valid == nullptr) return false;
+    const KVString path(valid);
+    FILE* file = std::fopen(path.c_str(), "w");
+    if (file == nullptr) return false;
+    writeObj(file, path, kelFiles, textures);
+    std::fclose(file);
+    return true;
+}
+
+void ExportAllObjUtils::writeObj(FILE* file, const KVString& path, const KVArray<KVString>& kelFiles,
+                                 const KVArray<KVString>& textures) {
+    KVObjTextWriter obj(file);
+    obj.writeText(kObjHeaderLine);
+    obj.writeText(kMakerAddressLine);
+
+    const int meshCount = kelFiles.getCount();
+    bool haveMaterials = false;
+    if (meshCount > 0) {
+        bool anyTextured = false;
+        for (int i = 0; i < meshCount; ++i) anyTextured = anyTextured || textureAt(textures, i);
+        if (anyTextured) {
+            const KVString mtlPath = mtlPathFor(path);
+            haveMaterials = writeMaterials(mtlPath, textures, meshCount);
+            if (haveMaterials) obj.writeKeywordLine("mtllib", nameAfterLastSeparator(mtlPath).c_str());
+        }
+    }
+
+    // One mesh at a time: only the current mesh's block is in memory, never the whole text.
+    KVArray<std::int32_t> vertexOffsets(meshCount, 0);
+    KVArray<std::int32_t> uvOffsets(meshCount, 0);
+    {
+        KVArray<KVVector3f> points;
+        for (int i = 0; i < meshCount; ++i) {
+            KVKelIO::readVertexBloc(kelFiles[i], points);
+            obj.writeVertices(points.getData(), points.getCount());
+            if (i + 1 < meshCount) vertexOffsets[i + 1] = addCount(vertexOffsets[i], points.getCount());
+        }
+    }
+    {
+        KVArray<KVVector2f> uvs;
+        for (int i = 0; i < meshCount; ++i) {
+            KVKelIO::readUV4Bloc(kelFiles[i], uvs);
+            obj.writeUVs(uvs.getData(), uvs.getCount());
+            if (i + 1 < meshCount) uvOffsets[i + 1] = addCount(uvOffsets[i], uvs.getCount());
+        }
+    }
+    {
+        KVArray<int> faces;
+        for (int i = 0; i < meshCount; ++i) {
+            bool hasUV = false;
+            KVKelIO::readFace4Bloc(kelFiles[i], faces, hasUV);
+            obj.writeSubToolGroup(i + 1);
+            if (haveMaterials) {
+                if (textureAt(textures, i))
+                    obj.writeUseMaterial(i + 1);
+                else
+                    obj.writeText("usemtl defaultMat\n");
+            }
+            // Whole faces only: a trailing partial record is never read.
+            obj.writeFaces(faces.getData(), faces.getCount() / 4, vertexOffsets[i], hasUV, uvOffsets[i]);
+        }
+    }
+}
+
+TRIMORA_COMMAND_OR(ExportOBJAllDeclaredKel, 0.0f) {
+    KVLogServer::printLine("ExportOBJAllDeclaredKel called ");
+    KVLogServer::printLine(" -> %s", a.text != nullptr ? a.text : "");
+    ExportAllObjUtils::exportDeclaredKel(KVString(a.text), getDeclaredKelFileNames(), getDeclaredTextureFileNames());
+    return 0.0f;
+}
