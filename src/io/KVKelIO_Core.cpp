@@ -72,10 +72,8 @@ public:
     // empty and nothing is allocated. False ends the walk (malformed length, payload cut short).
     template <typename T>
     bool readPayload(const Kel_Header& h, std::uint64_t elements, KVArray<T>& out) {
-        if (h.length < KVKelIO_Core::kBlockHeaderSize) {
-            out.clear();
-            return false;
-        }
+        // A length below 16 is a broken header: the walk ends there as at a truncated file.
+        if (h.length < KVKelIO_Core::kBlockHeaderSize) return false;
         const std::uint64_t payload = h.length - KVKelIO_Core::kBlockHeaderSize;
         const std::uint64_t left = bytesLeft();
         const std::uint64_t span = minU64(payload, left);
