@@ -8,6 +8,8 @@
 #include <limits>
 #include <string>
 
+#include <sys/stat.h>
+
 namespace {
 
 // ASCII upper-casing; bytes 0x80 and up stay as they are.
@@ -102,12 +104,14 @@ bool KVGenericConfigFileParser::readWholeFile(const KVString& path, KVArray<char
     if (p == nullptr || p[0] == '\0') return false;
     FILE* f = std::fopen(p, "rb");
     if (f == nullptr) return false;
-    long long length = -1;
-    if (std::fseek(f, 0, SEEK_END) == 0) length = std::ftell(f);
-    if (length < 0 || std::fseek(f, 0, SEEK_SET) != 0) {
+    // Only a regular file's size is a real byte count: a folder or a device reports sizes
+    // that would size the buffer for nothing.
+    struct stat st;
+    if (fstat(fileno(f), &st) != 0 || !S_ISREG(st.st_mode) || st.st_size < 0) {
         std::fclose(f);
         return false;
     }
+    long long length = static_cast<long long>(st.st_size);
     if (length > kMaxFileBytes) length = kMaxFileBytes;
     out.resize(static_cast<int>(length) + 1, '\0');
     const size_t got = length > 0 ? std::fread(out.getData(), 1, static_cast<size_t>(length), f) : 0;
