@@ -1,0 +1,312 @@
+// KVModuleSymbols: the real helper module trimora_symtest.so, hand-built ELF32/ELF64 images,
+// and hostile files (garbage, truncations, corrupted fields).
+#include "native/KVModuleSymbols.h"
+
+#include <elf.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "NativeTestSupport.h"
+
+using nativetest::TempFolder;
+
+namespace {
+
+std::string modulePath() { return nativetest::executableFolder() + "/trimora_symtest.so"; }
+
+bool contains(const std::vector<std::string>& names, const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+// Writes `bytes` to `path` and lists it.
+bool listFile(const std::string& path, const std::vector<unsigned char>& bytes, std::vector<std::string>& names) {
+    if (!nativetest::writeBytes(path, bytes)) {
+        ADD_FAILURE() << "cannot write " << path;
+        return false;
+    }
+    return KVModuleSymbols::listExportedDefinedSymbols(path, names);
+}
+
+class KVModuleSymbolsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(m_tmp.ok());
+        ASSERT_TRUE(nativetest::readBytes(modulePath(), m_module) && !m_module.empty())
+            << "helper module missing: " << modulePath();
+    }
+
+    // Writes `bytes` to a scratch file and lists it.
+    bool listBytes(const std::vector<unsigned char>& bytes, std::vector<std::string>& names) {
+        return listFile(m_tmp / "scratch.so", bytes, names);
+    }
+
+    TempFolder m_tmp;
+    std::vector<unsigned char> m_module;
+};
+
+TEST_F(KVModuleSymbolsTest, ListsDefaultVisibleDefinitionsOnly) {
+    std::vector<std::string> names;
+    ASSERT_TRUE(KVModuleSymbols::listExportedDefinedSymbols(modulePath(), names));
+    EXPECT_TRUE(contains(names, "trimora_symtest_visible"));
+    EXPECT_TRUE(contains(names, "trimora_symtest_visible_data"));
+    EXPECT_FALSE(contains(names, "trimora_symtest_hidden"));
+    EXPECT_FALSE(contains(names, "trimora_symtest_hidden_data"));
+    EXPECT_FALSE(contains(names, "puts"));  // imported, not defined
+    EXPECT_FALSE(contains(names, ""));
+    std::vector<std::string> sorted = names;
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(std::adjacent_find(sorted.begin(), sorted.end()), sorted.end()) << "duplicate names";
+}
+
+TEST_F(KVModuleSymbolsTest, MissingFileAndFolderFail) {
+    std::vector<std::string> names = {"kept"};
+    EXPECT_FALSE(KVModuleSymbols::listExportedDefinedSymbols(m_tmp / "missing.so", names));
+    EXPECT_FALSE(KVModuleSymbols::listExportedDefinedSymbols(m_tmp.path(), names));
+    EXPECT_FALSE(KVModuleSymbols::listExportedDefinedSymbols("", names));
+    EXPECT_EQ(names, std::vector<std::string>{"kept"});  // untouched on failure
+}
+
+TEST_F(KVModuleSymbolsTest, GarbageFilesFail) {
+    std::vector<std::string> names;
+    EXPECT_FALSE(listBytes({}, names));
+    EXPECT_FALSE(listBytes(nativetest::patternBytes(4096, 1), names));
+    std::vector<unsigned char> magicThenGarbage = nativetest::patternBytes(4096, 2);
+    std::memcpy(magicThenGarbage.data(), ELFMAG, SELFMAG);
+    EXPECT_FALSE(listBytes(magicThenGarbage, names));
+    // A text file.
+    const std::string text = "#!/bin/sh\necho not a module\n";
+    EXPECT_FALSE(listBytes(std::vector<unsigned char>(text.begin(), text.end()), names));
+}
+
+TEST_F(KVModuleSymbolsTest, TruncatedModulesFail) {
+    std::vector<std::size_t> lengths = {1, 4, 16, EI_NIDENT, sizeof(Elf64_Ehdr) - 1, sizeof(Elf64_Ehdr),
+                                        sizeof(Elf64_Ehdr) + 1, m_module.size() / 4, m_module.size() / 2,
+                                        m_module.size() - sizeof(Elf64_Shdr), m_module.size() - 1};
+    for (std::size_t n = 0; n < m_module.size(); n += 211) lengths.push_back(n);
+    for (std::size_t n : lengths) {
+        if (n >= m_module.size()) continue;
+        std::vector<std::string> names;
+        const std::vector<unsigned char> cut(m_module.begin(), m_module.begin() + static_cast<std::ptrdiff_t>(n));
+        EXPECT_FALSE(listBytes(cut, names)) << "cut at " << n << " of " << m_module.size();
+    }
+}
+
+// Patches one field of the real module and expects a clean refusal.
+TEST_F(KVModuleSymbolsTest, CorruptedHeadersFail) {
+    ASSERT_EQ(m_module[EI_CLASS], ELFCLASS64) << "this test expects a 64-bit build";
+    Elf64_Ehdr eh;
+    std::memcpy(&eh, m_module.data(), sizeof eh);
+
+    auto patched = [&](std::size_t offset, const void* value, std::size_t size) {
+        std::vector<unsigned char> copy = m_module;
+        std::memcpy(copy.data() + offset, value, size);
+        return copy;
+    };
+    std::vector<std::string> names;
+
+    const std::uint64_t hugeOffset = ~std::uint64_t(0) - 8;
+    EXPECT_FALSE(listBytes(patched(offsetof(Elf64_Ehdr, e_shoff), &hugeOffset, 8), names));
+    const std::uint16_t manySections = 0xFFFF;
+    EXPECT_FALSE(listBytes(patched(offsetof(Elf64_Ehdr, e_shnum), &manySections, 2), names));
+    const std::uint16_t tinyEntry = 8;
+    EXPECT_FALSE(listBytes(patched(offsetof(Elf64_Ehdr, e_shentsize), &tinyEntry, 2), names));
+    const unsigned char bigEndian = ELFDATA2MSB;
+    EXPECT_FALSE(listBytes(patched(EI_DATA, &bigEndian, 1), names));
+    const unsigned char badClass = 7;
+    EXPECT_FALSE(listBytes(patched(EI_CLASS, &badClass, 1), names));
+
+    // Find the dynamic symbol table's header and corrupt its fields one by one.
+    std::size_t dynsymHeader = 0;
+    for (std::size_t i = 1; i < eh.e_shnum; ++i) {
+        Elf64_Shdr sh;
+        std::memcpy(&sh, m_module.data() + eh.e_shoff + i * eh.e_shentsize, sizeof sh);
+        if (sh.sh_type == SHT_DYNSYM) dynsymHeader = eh.e_shoff + i * eh.e_shentsize;
+    }
+    ASSERT_NE(dynsymHeader, 0u);
+    const std::uint32_t badLink = 0xFFFF;
+    EXPECT_FALSE(listBytes(patched(dynsymHeader + offsetof(Elf64_Shdr, sh_link), &badLink, 4), names));
+    const std::uint32_t linkToNull = 0;
+    EXPECT_FALSE(listBytes(patched(dynsymHeader + offsetof(Elf64_Shdr, sh_link), &linkToNull, 4), names));
+    EXPECT_FALSE(listBytes(patched(dynsymHeader + offsetof(Elf64_Shdr, sh_offset), &hugeOffset, 8), names));
+    EXPECT_FALSE(listBytes(patched(dynsymHeader + offsetof(Elf64_Shdr, sh_size), &hugeOffset, 8), names));
+    const std::uint64_t zeroEntry = 0;
+    EXPECT_FALSE(listBytes(patched(dynsymHeader + offsetof(Elf64_Shdr, sh_entsize), &zeroEntry, 8), names));
+    const std::uint32_t notDynsym = SHT_PROGBITS;
+    EXPECT_FALSE(listBytes(patched(dynsymHeader + offsetof(Elf64_Shdr, sh_type), &notDynsym, 4), names));
+
+    Elf64_Shdr dynsym;
+    std::memcpy(&dynsym, m_module.data() + dynsymHeader, sizeof dynsym);
+    const std::size_t strHeader = eh.e_shoff + dynsym.sh_link * eh.e_shentsize;
+    EXPECT_FALSE(listBytes(patched(strHeader + offsetof(Elf64_Shdr, sh_size), &hugeOffset, 8), names));
+    EXPECT_FALSE(listBytes(patched(strHeader + offsetof(Elf64_Shdr, sh_offset), &hugeOffset, 8), names));
+}
+
+// Random byte flips of the real module: any answer is fine, a crash or hang is not.
+TEST_F(KVModuleSymbolsTest, RandomCorruptionsDoNotCrash) {
+    const std::vector<unsigned char> noise = nativetest::patternBytes(4 * 400, 99);
+    for (int round = 0; round < 400; ++round) {
+        std::vector<unsigned char> copy = m_module;
+        for (int k = 0; k < 4; ++k) {
+            const unsigned char* r = &noise[static_cast<std::size_t>(round * 4 + k)];
+            const std::size_t pos = (static_cast<std::size_t>(r[0]) * 7919u * (round + 1) + k * 104729u) % copy.size();
+            copy[pos] ^= static_cast<unsigned char>(r[0] | 1);
+        }
+        std::vector<std::string> names;
+        listBytes(copy, names);
+    }
+    SUCCEED();
+}
+
+// ---- hand-built images of both classes ----
+
+struct SymSpec {
+    const char* name;
+    unsigned char bind;
+    unsigned char type;
+    unsigned char visibility;
+    bool defined;
+};
+
+const SymSpec kSpecs[] = {
+    {"exported_func", STB_GLOBAL, STT_FUNC, STV_DEFAULT, true},
+    {"weak_object", STB_WEAK, STT_OBJECT, STV_DEFAULT, true},
+    {"protected_func", STB_GLOBAL, STT_FUNC, STV_PROTECTED, true},
+    {"tls_object", STB_GLOBAL, STT_TLS, STV_DEFAULT, true},
+    {"imported_func", STB_GLOBAL, STT_FUNC, STV_DEFAULT, false},
+    {"hidden_func", STB_GLOBAL, STT_FUNC, STV_HIDDEN, true},
+    {"internal_func", STB_GLOBAL, STT_FUNC, STV_INTERNAL, true},
+    {"local_func", STB_LOCAL, STT_FUNC, STV_DEFAULT, true},
+    {"section_sym", STB_GLOBAL, STT_SECTION, STV_DEFAULT, true},
+    {"file_sym", STB_GLOBAL, STT_FILE, STV_DEFAULT, true},
+};
+
+const std::vector<std::string> kExpected = {"exported_func", "weak_object", "protected_func", "tls_object"};
+
+template <typename Ehdr, typename Shdr, typename Sym>
+struct Image {
+    std::vector<unsigned char> bytes;
+    std::size_t shoff = 0;
+    std::size_t symoff = 0;
+    std::size_t stroff = 0;
+    std::size_t strsize = 0;
+};
+
+// Layout: header, string table, symbol table, section headers [null, .dynsym, .dynstr].
+template <typename Ehdr, typename Shdr, typename Sym>
+Image<Ehdr, Shdr, Sym> buildImage(unsigned char elfClass) {
+    Image<Ehdr, Shdr, Sym> image;
+    std::string strings(1, '\0');
+    std::vector<Sym> syms(1);
+    std::memset(&syms[0], 0, sizeof(Sym));
+    for (const SymSpec& spec : kSpecs) {
+        Sym s;
+        std::memset(&s, 0, sizeof s);
+        s.st_name = static_cast<decltype(s.st_name)>(strings.size());
+        strings += spec.name;
+        strings += '\0';
+        s.st_info = static_cast<unsigned char>((spec.bind << 4) | spec.type);
+        s.st_other = spec.visibility;
+        s.st_shndx = spec.defined ? 1 : SHN_UNDEF;
+        syms.push_back(s);
+    }
+
+    image.stroff = sizeof(Ehdr);
+    image.strsize = strings.size();
+    image.symoff = (image.stroff + strings.size() + 7) & ~std::size_t(7);
+    image.shoff = (image.symoff + syms.size() * sizeof(Sym) + 7) & ~std::size_t(7);
+    image.bytes.assign(image.shoff + 3 * sizeof(Shdr), 0);
+
+    Ehdr eh;
+    std::memset(&eh, 0, sizeof eh);
+    std::memcpy(eh.e_ident, ELFMAG, SELFMAG);
+    eh.e_ident[EI_CLASS] = elfClass;
+    eh.e_ident[EI_DATA] = ELFDATA2LSB;
+    eh.e_ident[EI_VERSION] = EV_CURRENT;
+    eh.e_type = ET_DYN;
+    eh.e_machine = elfClass == ELFCLASS64 ? EM_X86_64 : EM_386;
+    eh.e_version = EV_CURRENT;
+    eh.e_ehsize = sizeof(Ehdr);
+    eh.e_shoff = image.shoff;
+    eh.e_shentsize = sizeof(Shdr);
+    eh.e_shnum = 3;
+    std::memcpy(image.bytes.data(), &eh, sizeof eh);
+    std::memcpy(image.bytes.data() + image.stroff, strings.data(), strings.size());
+    std::memcpy(image.bytes.data() + image.symoff, syms.data(), syms.size() * sizeof(Sym));
+
+    Shdr sh[3];
+    std::memset(sh, 0, sizeof sh);
+    sh[1].sh_type = SHT_DYNSYM;
+    sh[1].sh_offset = image.symoff;
+    sh[1].sh_size = syms.size() * sizeof(Sym);
+    sh[1].sh_entsize = sizeof(Sym);
+    sh[1].sh_link = 2;
+    sh[2].sh_type = SHT_STRTAB;
+    sh[2].sh_offset = image.stroff;
+    sh[2].sh_size = strings.size();
+    std::memcpy(image.bytes.data() + image.shoff, sh, sizeof sh);
+    return image;
+}
+
+template <typename Ehdr, typename Shdr, typename Sym>
+void checkHandBuilt(const std::string& scratch, unsigned char elfClass) {
+    const Image<Ehdr, Shdr, Sym> image = buildImage<Ehdr, Shdr, Sym>(elfClass);
+    std::vector<std::string> names;
+    ASSERT_TRUE(listFile(scratch, image.bytes, names));
+    EXPECT_EQ(names, kExpected);
+
+    // A name offset past the string table.
+    std::vector<unsigned char> badName = image.bytes;
+    Sym s;
+    std::memcpy(&s, badName.data() + image.symoff + sizeof(Sym), sizeof s);
+    s.st_name = static_cast<decltype(s.st_name)>(image.strsize + 100);
+    std::memcpy(badName.data() + image.symoff + sizeof(Sym), &s, sizeof s);
+    EXPECT_FALSE(listFile(scratch, badName, names));
+
+    // The string table shortened by its final NUL (that of "file_sym", listed last).
+    std::vector<unsigned char> unterminated = image.bytes;
+    Shdr strHeader;
+    std::memcpy(&strHeader, unterminated.data() + image.shoff + 2 * sizeof(Shdr), sizeof strHeader);
+    strHeader.sh_size -= 1;
+    std::memcpy(unterminated.data() + image.shoff + 2 * sizeof(Shdr), &strHeader, sizeof strHeader);
+    // A FILE symbol is skipped before its name is read, so the image is still accepted...
+    EXPECT_TRUE(listFile(scratch, unterminated, names));
+    EXPECT_EQ(names, kExpected);
+    // ...but an exported name that runs off the end of the table is refused.
+    std::memcpy(&s, unterminated.data() + image.symoff + sizeof(Sym), sizeof s);
+    s.st_name = static_cast<decltype(s.st_name)>(image.strsize - 3);  // "ym", its NUL now outside
+    std::memcpy(unterminated.data() + image.symoff + sizeof(Sym), &s, sizeof s);
+    EXPECT_FALSE(listFile(scratch, unterminated, names));
+
+    // The string-table link pointing at a section that is not a string table.
+    std::vector<unsigned char> badLink = image.bytes;
+    Shdr symHeader;
+    std::memcpy(&symHeader, badLink.data() + image.shoff + sizeof(Shdr), sizeof symHeader);
+    symHeader.sh_link = 1;
+    std::memcpy(badLink.data() + image.shoff + sizeof(Shdr), &symHeader, sizeof symHeader);
+    EXPECT_FALSE(listFile(scratch, badLink, names));
+
+    // Every truncation fails.
+    for (std::size_t n = 0; n < image.bytes.size(); ++n) {
+        const std::vector<unsigned char> cut(image.bytes.begin(), image.bytes.begin() + static_cast<std::ptrdiff_t>(n));
+        EXPECT_FALSE(listFile(scratch, cut, names)) << "cut at " << n;
+    }
+}
+
+TEST(KVModuleSymbolsHandBuiltTest, Elf64ImageListsTheRightSymbols) {
+    TempFolder tmp;
+    ASSERT_TRUE(tmp.ok());
+    checkHandBuilt<Elf64_Ehdr, Elf64_Shdr, Elf64_Sym>(tmp / "image64.so", ELFCLASS64);
+}
+
+TEST(KVModuleSymbolsHandBuiltTest, Elf32ImageListsTheRightSymbols) {
+    TempFolder tmp;
+    ASSERT_TRUE(tmp.ok());
+    checkHandBuilt<Elf32_Ehdr, Elf32_Shdr, Elf32_Sym>(tmp / "image32.so", ELFCLASS32);
+}
+
+}  // namespace

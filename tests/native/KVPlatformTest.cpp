@@ -1,0 +1,273 @@
+// KVPlatform and KVTimeService on Linux; the launch tests start the real helper trimora_argdump.
+#include "native/KVPlatform.h"
+#include "native/KVTimeService.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "NativeTestSupport.h"
+
+using nativetest::TempFolder;
+
+namespace {
+
+KVString ks(const std::string& s) { return KVString(s.c_str()); }
+std::string str(const KVString& s) { return s.c_str(); }
+
+bool isFolder(const std::string& path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+TEST(KVPlatformTest, ProcessorsScheduledMatchesTheSystem) {
+    const int n = KVPlatform::processorsScheduled();
+    EXPECT_GE(n, 1);
+    const long online = sysconf(_SC_NPROCESSORS_ONLN);
+    if (online >= 1) {
+        EXPECT_EQ(n, online);
+    }
+}
+
+TEST(KVPlatformTest, PublicFolderIsHomeWhenItExists) {
+    const std::string folder = str(KVPlatform::publicFolder());
+    if (isFolder("/home")) {
+        EXPECT_EQ(folder, "/home");
+    } else {
+        EXPECT_EQ(folder, "");
+    }
+}
+
+TEST(KVPlatformTest, HostApplicationFolderIsTheFolderOfTheExecutable) {
+    const std::string folder = str(KVPlatform::hostApplicationFolder());
+    ASSERT_FALSE(folder.empty());
+    EXPECT_EQ(folder, nativetest::executableFolder());
+    EXPECT_NE(folder.back(), '/');
+    EXPECT_TRUE(isFolder(folder));
+}
+
+TEST(KVPlatformTest, CreateOneFolderMakesNoParents) {
+    TempFolder tmp;
+    ASSERT_TRUE(tmp.ok());
+    const std::string one = tmp / "one";
+    EXPECT_TRUE(KVPlatform::createOneFolder(ks(one)));
+    EXPECT_TRUE(isFolder(one));
+    struct stat st;
+    ASSERT_EQ(stat(one.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0700, 0700u);
+    EXPECT_FALSE(KVPlatform::createOneFolder(ks(one)));  // already there
+    EXPECT_FALSE(KVPlatform::createOneFolder(ks(tmp / "x/y/z")));
+    EXPECT_FALSE(isFolder(tmp / "x"));
+    EXPECT_TRUE(KVPlatform::createOneFolder(ks("file:" + (tmp / "prefixed"))));
+    EXPECT_TRUE(isFolder(tmp / "prefixed"));
+    EXPECT_FALSE(KVPlatform::createOneFolder(KVString()));
+}
+
+// ---- launching ----
+
+std::string argdumpPath() { return nativetest::executableFolder() + "/trimora_argdump"; }
+
+// Waits until `path` exists, at most `seconds`.
+bool waitForFile(const std::string& path, double seconds) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    while (std::chrono::steady_clock::now() < end) {
+        if (access(path.c_str(), F_OK) == 0) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return access(path.c_str(), F_OK) == 0;
+}
+
+std::map<std::string, std::string> readReport(const std::string& path) {
+    std::map<std::string, std::string> report;
+    std::istringstream in(nativetest::readText(path));
+    std::string line;
+    while (std::getline(in, line)) {
+        const std::size_t eq = line.find('=');
+        if (eq != std::string::npos) report[line.substr(0, eq)] = line.substr(eq + 1);
+    }
+    return report;
+}
+
+// State letter and parent of a process, from /proc/<pid>/stat; false when there is no entry.
+bool processState(pid_t pid, char& state, pid_t& parent) {
+    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
+    std::string text;
+    if (!std::getline(in, text)) return false;
+    const std::size_t close = text.rfind(')');  // the command name may hold blanks and parentheses
+    if (close == std::string::npos) return false;
+    std::istringstream rest(text.substr(close + 1));
+    long ppid = 0;
+    rest >> state >> ppid;
+    parent = static_cast<pid_t>(ppid);
+    return static_cast<bool>(rest);
+}
+
+// Whether `pid` is listed among the children of any thread of this process.
+bool isListedAsOurChild(pid_t pid) {
+    const std::string target = std::to_string(pid);
+    DIR* dir = opendir("/proc/self/task");
+    if (dir == nullptr) return false;
+    bool found = false;
+    while (dirent* entry = readdir(dir)) {
+        if (entry->d_name[0] == '.') continue;
+        std::ifstream in(std::string("/proc/self/task/") + entry->d_name + "/children");
+        std::string child;
+        while (in >> child) found = found || child == target;
+    }
+    closedir(dir);
+    return found;
+}
+
+// True once `pid` is no longer a child of ours (reaped), waiting at most `seconds`.
+bool waitUntilReaped(pid_t pid, double seconds) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    for (;;) {
+        char state = '?';
+        pid_t parent = 0;
+        const bool present = processState(pid, state, parent) && parent == getpid();
+        if (!present && !isListedAsOurChild(pid)) return true;
+        if (std::chrono::steady_clock::now() >= end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+class KVPlatformLaunchTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(m_tmp.ok());
+        ASSERT_EQ(access(argdumpPath().c_str(), X_OK), 0) << "helper missing: " << argdumpPath();
+    }
+
+    // Launches the helper with `argument`, waits for its report and for it to be reaped.
+    void launchAndCheck(const std::string& argument) {
+        // A descriptor of the host without close-on-exec: it must not reach the application.
+        const int extra = open("/dev/null", O_RDONLY);
+        ASSERT_GE(extra, 3);
+        const bool launched = KVPlatform::launchApplication(ks(argdumpPath()), ks(argument));
+        close(extra);
+        ASSERT_TRUE(launched);
+
+        const std::string out = argument + ".out";
+        ASSERT_TRUE(waitForFile(out, 10.0)) << "no report from the launched helper";
+        std::map<std::string, std::string> report = readReport(out);
+        EXPECT_EQ(report["argc"], "2");
+        EXPECT_EQ(report["arg"], argument);
+        EXPECT_EQ(report["session"], "1") << "not in a session of its own";
+        EXPECT_EQ(report["stdin"], "/dev/null");
+        EXPECT_EQ(report["fds"], "0,1,2") << "host descriptors leaked into the application";
+
+        const pid_t pid = static_cast<pid_t>(std::atoi(report["pid"].c_str()));
+        ASSERT_GT(pid, 0);
+        EXPECT_TRUE(waitUntilReaped(pid, 10.0)) << "the launched application was left as a zombie";
+        char state = '?';
+        pid_t parent = 0;
+        if (processState(pid, state, parent) && parent == getpid()) {
+            EXPECT_NE(state, 'Z');
+        }
+    }
+
+    TempFolder m_tmp;
+};
+
+TEST_F(KVPlatformLaunchTest, PassesExactlyOneArgumentInANewSession) {
+    launchAndCheck(m_tmp / "job.txt");
+}
+
+TEST_F(KVPlatformLaunchTest, ArgumentWithBlanksQuotesAndUtf8ArrivesIntact) {
+    launchAndCheck(m_tmp / "my job 'single' \"double\" $HOME ; * \xC3\xA9t\xC3\xA9 \xE2\x82\xAC.cfg");
+}
+
+TEST_F(KVPlatformLaunchTest, ApplicationPathWithBlanks) {
+    const std::string folder = m_tmp / "Trimora App folder";
+    ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
+    const std::string app = folder + "/trimora argdump";
+    ASSERT_EQ(symlink(argdumpPath().c_str(), app.c_str()), 0);
+    const std::string argument = m_tmp / "blank-app.cfg";
+    ASSERT_TRUE(KVPlatform::launchApplication(ks(app), ks(argument)));
+    ASSERT_TRUE(waitForFile(argument + ".out", 10.0));
+    std::map<std::string, std::string> report = readReport(argument + ".out");
+    EXPECT_EQ(report["argc"], "2");
+    EXPECT_EQ(report["arg"], argument);
+    EXPECT_TRUE(waitUntilReaped(static_cast<pid_t>(std::atoi(report["pid"].c_str())), 10.0));
+}
+
+TEST_F(KVPlatformLaunchTest, MissingApplicationFails) {
+    EXPECT_FALSE(KVPlatform::launchApplication(ks(m_tmp / "NoSuchTrimoraApp"), ks(m_tmp / "a.cfg")));
+    EXPECT_FALSE(KVPlatform::launchApplication(KVString(), ks(m_tmp / "a.cfg")));
+}
+
+TEST_F(KVPlatformLaunchTest, NonExecutableFileOrFolderFails) {
+    const std::string plain = m_tmp / "plain";
+    ASSERT_TRUE(nativetest::writeText(plain, "#!/bin/sh\nexit 0\n"));
+    ASSERT_EQ(chmod(plain.c_str(), 0644), 0);
+    EXPECT_FALSE(KVPlatform::launchApplication(ks(plain), ks(m_tmp / "a.cfg")));
+    EXPECT_FALSE(KVPlatform::launchApplication(ks(m_tmp.path()), ks(m_tmp / "a.cfg")));
+}
+
+// ---- time service ----
+
+TEST(KVPlatformTimeServiceTest, SleepLastsAtLeastTheAskedTime) {
+    const std::int64_t start = KVTimeService::monotonicMilliseconds();
+    KVTimeService::sleep(40);
+    EXPECT_GE(KVTimeService::monotonicMilliseconds() - start, 40);
+}
+
+TEST(KVPlatformTimeServiceTest, NonPositiveSleepReturnsAtOnce) {
+    const std::int64_t start = KVTimeService::monotonicMilliseconds();
+    KVTimeService::sleep(0);
+    KVTimeService::sleep(-5);
+    EXPECT_LT(KVTimeService::monotonicMilliseconds() - start, 20);
+}
+
+void kvTimeTestSignalHandler(int) {}
+
+TEST(KVPlatformTimeServiceTest, SleepResumesAfterSignals) {
+    struct sigaction action = {};
+    struct sigaction previous = {};
+    action.sa_handler = kvTimeTestSignalHandler;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = 0;  // no SA_RESTART: nanosleep is interrupted with EINTR
+    ASSERT_EQ(sigaction(SIGUSR1, &action, &previous), 0);
+
+    const pthread_t sleeper = pthread_self();
+    std::atomic<bool> done{false};
+    std::thread interrupter([&]() {
+        for (int i = 0; i < 5 && !done; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(15));
+            if (!done) pthread_kill(sleeper, SIGUSR1);
+        }
+    });
+    const std::int64_t start = KVTimeService::monotonicMilliseconds();
+    KVTimeService::sleep(120);
+    const std::int64_t elapsed = KVTimeService::monotonicMilliseconds() - start;
+    done = true;
+    interrupter.join();
+    sigaction(SIGUSR1, &previous, nullptr);
+    EXPECT_GE(elapsed, 120);
+}
+
+TEST(KVPlatformTimeServiceTest, ClocksMove) {
+    EXPECT_GT(KVTimeService::processorClocksPerSecond(), 0);
+    const long c0 = KVTimeService::processorClock();
+    volatile unsigned long spin = 0;
+    const std::int64_t start = KVTimeService::monotonicMilliseconds();
+    while (KVTimeService::monotonicMilliseconds() - start < 30) ++spin;
+    EXPECT_GT(KVTimeService::processorClock(), c0);
+    const std::int64_t a = KVTimeService::monotonicMilliseconds();
+    const std::int64_t b = KVTimeService::monotonicMilliseconds();
+    EXPECT_GE(b, a);
+}
+
+}  // namespace
