@@ -164,7 +164,7 @@ TEST_F(KVModuleSymbolsTest, RandomCorruptionsDoNotCrash) {
 
 // ---- hand-built images of both classes ----
 
-struct SymSpec {
+struct SymbolCase {
     const char* name;
     unsigned char bind;
     unsigned char type;
@@ -172,7 +172,7 @@ struct SymSpec {
     bool defined;
 };
 
-const SymSpec kSpecs[] = {
+const SymbolCase kSymbolCases[] = {
     {"exported_func", STB_GLOBAL, STT_FUNC, STV_DEFAULT, true},
     {"weak_object", STB_WEAK, STT_OBJECT, STV_DEFAULT, true},
     {"protected_func", STB_GLOBAL, STT_FUNC, STV_PROTECTED, true},
@@ -203,15 +203,15 @@ Image<Ehdr, Shdr, Sym> buildImage(unsigned char elfClass) {
     std::string strings(1, '\0');
     std::vector<Sym> syms(1);
     std::memset(&syms[0], 0, sizeof(Sym));
-    for (const SymSpec& spec : kSpecs) {
+    for (const SymbolCase& sym : kSymbolCases) {
         Sym s;
         std::memset(&s, 0, sizeof s);
         s.st_name = static_cast<decltype(s.st_name)>(strings.size());
-        strings += spec.name;
+        strings += sym.name;
         strings += '\0';
-        s.st_info = static_cast<unsigned char>((spec.bind << 4) | spec.type);
-        s.st_other = spec.visibility;
-        s.st_shndx = spec.defined ? 1 : SHN_UNDEF;
+        s.st_info = static_cast<unsigned char>((sym.bind << 4) | sym.type);
+        s.st_other = sym.visibility;
+        s.st_shndx = sym.defined ? 1 : SHN_UNDEF;
         syms.push_back(s);
     }
 

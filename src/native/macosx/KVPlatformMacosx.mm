@@ -13,7 +13,7 @@ int processorsScheduled() {
     return n < 1 ? 1 : static_cast<int>(n);
 }
 
-// Launch flags of Part 2.2: kLSLaunchDontAddToRecents | kLSLaunchAsync | kLSLaunchNewInstance.
+// Launch flags: kLSLaunchDontAddToRecents | kLSLaunchAsync | kLSLaunchNewInstance.
 bool launchApplication(const KVString& applicationPath, const KVString& argument) {
     const char* path = applicationPath.getValidFilePath();
     if (path == nullptr || path[0] == '\0') return false;
@@ -40,7 +40,7 @@ bool launchApplication(const KVString& applicationPath, const KVString& argument
     params.argv = args;
     params.initialEvent = nullptr;
 
-    // As in Part 2.2, the array and the string are not released after the asynchronous launch.
+    // The array and the string are deliberately not released after the asynchronous launch.
     return LSOpenApplication(&params, nullptr) == noErr;
 }
 

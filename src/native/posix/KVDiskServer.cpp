@@ -69,7 +69,7 @@ bool KVDiskServer::renameFile(const KVString& oldPath, const KVString& newPath) 
     return std::rename(from, to) == 0;
 }
 
-// Steps of Part 5.3. The folder whose write permission is lent is taken from the valid-file-path
+// The folder whose write permission is lent is taken from the valid-file-path
 // form of the target (the same path that is opened), so a "file:" or "!:" prefix does not hide it.
 bool KVDiskServer::copyFile(const KVString& source, const KVString& target) {
     const char* sourcePath = validPath(source);

@@ -104,7 +104,7 @@ void reapInBackground(pid_t pid) {
 }  // namespace
 
 bool launchApplication(const KVString& applicationPath, const KVString& argument) {
-    // The caller hands the application path already normalised (Part 2.2); it is used as given.
+    // The caller hands the application path already normalised; it is used as given.
     const std::string app = applicationPath.c_str();
     const std::string arg = argument.c_str();
     if (!isExecutableFile(app.c_str())) return false;
