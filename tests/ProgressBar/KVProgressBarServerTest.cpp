@@ -83,19 +83,6 @@ TEST_F(ProgressLines, DotsSweepOnePlaceAPollAndWrapAfterSixteen) {
     EXPECT_EQ(dot, 1);
 }
 
-TEST_F(ProgressLines, SpotChecksOfTheDotRows) {
-    put(record(true, false, "T", "", -1, 0));
-    ASSERT_TRUE(poll());
-    EXPECT_STREQ(line, "\\CFF9923T\\C222222\\CCCCCCC\\C222222.......");
-    dot = 8;
-    ASSERT_TRUE(poll());
-    EXPECT_STREQ(line, "\\CFF9923T\\C222222\\CCCCCCC........\\C222222");
-    dot = 15;
-    ASSERT_TRUE(poll());
-    EXPECT_STREQ(line, "\\CFF9923T\\C222222.......\\CCCCCCC.\\C222222");
-    EXPECT_EQ(dot, 0);
-}
-
 TEST_F(ProgressLines, StepWithoutTotalShowsItsTitleWithTheDots) {
     put(record(true, true, "Task", "Saving", 0, 7));
     dot = 3;
