@@ -97,9 +97,10 @@ int KVGenericConfigFileParser::getNumTokens() const {
 
 // ---- reading ----
 
-bool KVGenericConfigFileParser::readWholeFile(const KVString& path, KVArray<char>& out, long long& size) {
+bool KVGenericConfigFileParser::readWholeFile(const KVString& path, std::unique_ptr<char[]>& out,
+                                              long long& size) {
     size = 0;
-    out.clear();
+    out.reset();
     const char* p = path.getValidFilePath();
     if (p == nullptr || p[0] == '\0') return false;
     FILE* f = std::fopen(p, "rb");
@@ -113,39 +114,42 @@ bool KVGenericConfigFileParser::readWholeFile(const KVString& path, KVArray<char
     }
     long long length = static_cast<long long>(st.st_size);
     if (length > kMaxFileBytes) length = kMaxFileBytes;
-    out.resize(static_cast<int>(length) + 1, '\0');
-    const size_t got = length > 0 ? std::fread(out.getData(), 1, static_cast<size_t>(length), f) : 0;
+    out.reset(new char[static_cast<size_t>(length) + 1]);
+    const size_t got = length > 0 ? std::fread(out.get(), 1, static_cast<size_t>(length), f) : 0;
     std::fclose(f);
     // A file that shrank while being read is taken as far as it was read.
     size = static_cast<long long>(got);
-    out[static_cast<int>(got)] = '\0';
+    out[got] = '\0';
     return true;
 }
 
 bool KVGenericConfigFileParser::parseFile(const KVString& path, void* context) const {
-    KVArray<char> text;
+    std::unique_ptr<char[]> text;
     long long size = 0;
     if (!readWholeFile(path, text, size) || size == 0) return false;
-    parseText(text.getData(), size, context);
+    parseBuffer(text.get(), context);
     return true;
 }
 
 void KVGenericConfigFileParser::parseText(const char* text, long long size, void* context) const {
     if (text == nullptr || size <= 0) return;
-    KVArray<char> scratch;
-    const char* const stop = text + size;
-    const char* line = text;
-    while (line < stop && *line != '\0') {
-        const char* end = line;
-        while (end < stop && *end != '\0' && !isBreak(*end)) ++end;
-        dispatchLine(line, end, context, scratch);
+    std::unique_ptr<char[]> copy(new char[static_cast<size_t>(size) + 1]);
+    std::memcpy(copy.get(), text, static_cast<size_t>(size));
+    copy[static_cast<size_t>(size)] = '\0';
+    parseBuffer(copy.get(), context);
+}
+
+void KVGenericConfigFileParser::parseBuffer(char* text, void* context) const {
+    char* line = text;
+    while (*line != '\0') {
+        char* end = line + std::strcspn(line, "\r\n");
+        dispatchLine(line, end, context);
         line = end;
-        while (line < stop && isBreak(*line)) ++line;
+        while (isBreak(*line)) ++line;
     }
 }
 
-void KVGenericConfigFileParser::dispatchLine(const char* begin, const char* end, void* context,
-                                             KVArray<char>& scratch) const {
+void KVGenericConfigFileParser::dispatchLine(char* begin, char* end, void* context) const {
     while (begin < end && isBlank(*begin)) ++begin;
     while (end > begin && isBlank(end[-1])) --end;
     if (begin == end) return;
@@ -155,7 +159,7 @@ void KVGenericConfigFileParser::dispatchLine(const char* begin, const char* end,
         int i = 0;
         while (i < t->m_nameLength && upperOf(begin[i]) == upperOf(t->m_name[i])) ++i;
         if (i < t->m_nameLength) continue;
-        const char* value = begin + t->m_nameLength;
+        char* value = begin + t->m_nameLength;
         if (value == end) {
             t->m_handler("", context);
             return;
@@ -163,11 +167,12 @@ void KVGenericConfigFileParser::dispatchLine(const char* begin, const char* end,
         while (value < end && isSeparator(*value)) ++value;
         // Only separators behind the key: an empty value changes nothing.
         if (value == end) return;
-        const long long n = end - value;
-        scratch.resize(static_cast<int>(n) + 1);
-        std::memcpy(scratch.getData(), value, static_cast<size_t>(n));
-        scratch[static_cast<int>(n)] = '\0';
-        t->m_handler(scratch.getData(), context);
+        // The value is handed over in place, ended for the call by a NUL over its first
+        // trailing byte (a blank, a break or the text's own NUL).
+        const char saved = *end;
+        *end = '\0';
+        t->m_handler(value, context);
+        *end = saved;
         return;
     }
 }
@@ -234,14 +239,14 @@ bool lineHasKey(const char* begin, const char* end, const char* wanted, KVString
 
 KVString KVGenericConfigFileParser::findTokenInConfigFile(const KVString& path, const KVString& key, bool& found) {
     found = false;
-    KVArray<char> text;
+    std::unique_ptr<char[]> text;
     long long size = 0;
     if (!readWholeFile(path, text, size) || size == 0) return KVString();
     // The file is a C string to this reader: it ends at its first NUL.
-    size = static_cast<long long>(std::strlen(text.getData()));
+    size = static_cast<long long>(std::strlen(text.get()));
     KVString result;
     KVString lineKey, lineValue;
-    forEachLine(text.getData(), size, [&](const char* b, const char* e, const char*) {
+    forEachLine(text.get(), size, [&](const char* b, const char* e, const char*) {
         if (found) return;
         if (lineHasKey(b, e, key.c_str(), lineKey, lineValue)) {
             found = true;
@@ -254,13 +259,13 @@ KVString KVGenericConfigFileParser::findTokenInConfigFile(const KVString& path, 
 bool KVGenericConfigFileParser::replaceTokenInConfigFile(const KVString& path, const KVString& key,
                                                          const KVString& newValue, bool& found) {
     found = false;
-    KVArray<char> text;
+    std::unique_ptr<char[]> text;
     long long size = 0;
     if (!readWholeFile(path, text, size) || size == 0) return false;
     std::string out;
     out.reserve(static_cast<size_t>(size) + 64);
     KVString lineKey, lineValue;
-    forEachLine(text.getData(), size, [&](const char* b, const char* e, const char* next) {
+    forEachLine(text.get(), size, [&](const char* b, const char* e, const char* next) {
         if (lineHasKey(b, e, key.c_str(), lineKey, lineValue)) {
             found = true;
             out.append(key.c_str());

@@ -1,7 +1,8 @@
 // KVGenericConfigFileParser: the key/value text reader of job and preference files.
 #pragma once
 
-#include "KVArray.h"
+#include <memory>
+
 #include "KVString.h"
 
 // Receives the value text of a line (NUL-terminated, valid during the call) and the context
@@ -77,16 +78,19 @@ public:
     // beyond the int range stop at its ends.
     static int paramToInt(const char* value);
 
-    // Whole file into `out` in one read, with a NUL after the last byte (the count excludes it).
-    // False when it cannot be opened or read. Only the first kMaxFileBytes bytes are read.
-    static bool readWholeFile(const KVString& path, KVArray<char>& out, long long& size);
+    // Whole regular file into `out` in one read, with a NUL after the last byte (the count
+    // excludes it). False when it cannot be opened or is not a regular file. Only the first
+    // kMaxFileBytes bytes are read.
+    static bool readWholeFile(const KVString& path, std::unique_ptr<char[]>& out, long long& size);
     static const long long kMaxFileBytes = 0x7FFFFFF0LL;
 
 private:
     void copyTokensFrom(const KVGenericConfigFileParser& other);
     void freeTokens();
-    // Offers one line [begin, end) (no CR/LF inside) to the keys; `scratch` holds the value.
-    void dispatchLine(const char* begin, const char* end, void* context, KVArray<char>& scratch) const;
+    // Dispatches every line of a NUL-terminated text that this parser may write into.
+    void parseBuffer(char* text, void* context) const;
+    // Offers one line [begin, end) (no CR/LF inside) to the keys; *end is writable.
+    void dispatchLine(char* begin, char* end, void* context) const;
 
     KVGenericConfigFileToken* m_firstToken = nullptr;
 };
