@@ -1,0 +1,304 @@
+// Utility commands through the loaded module: folder and tool-file stacks, file services, shell and questions.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "PluginHost.h"
+
+namespace {
+
+std::string currentFolder() {
+    char buffer[4096];
+    return getcwd(buffer, sizeof buffer) ? std::string(buffer) : std::string();
+}
+
+std::string realFolder(const std::string& path) {
+    char* resolved = realpath(path.c_str(), nullptr);
+    std::string r = resolved ? resolved : "";
+    free(resolved);
+    return r;
+}
+
+std::vector<std::string> sortedNames(const std::string& folder) {
+    std::vector<std::string> names = listFolder(folder);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string contents(const std::string& path) {
+    std::string bytes;
+    return readFile(path, bytes) ? bytes : std::string("<missing>");
+}
+
+bool isFolder(const std::string& path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+float call(const char* name, const std::string& text, double value = 0.0) {
+    return sharedPluginHost().call(name, text.c_str(), value);
+}
+
+// The folder stack moves the process's working folder: every test gets it back.
+class FolderStack : public ::testing::Test {
+protected:
+    void SetUp() override { m_saved = currentFolder(); }
+    void TearDown() override { ASSERT_EQ(chdir(m_saved.c_str()), 0); }
+    std::string m_saved;
+    TempFolder m_tmp;
+};
+
+}  // namespace
+
+// ---- folder stack ----
+
+TEST_F(FolderStack, PushesAndPopsInReverseOrderAndSurvivesAFolderThatCannotBeEntered) {
+    const std::string a = realFolder(m_tmp.path());
+    ASSERT_EQ(mkdir((a + "/b").c_str(), 0755), 0);
+
+    EXPECT_EQ(call("PushCurrentFolder", a), 1.0f);
+    EXPECT_EQ(currentFolder(), a);
+    // The folder is missing: the working folder stays, but the push is kept.
+    EXPECT_EQ(call("PushCurrentFolder", a + "/missing"), 0.0f);
+    EXPECT_EQ(currentFolder(), a);
+    EXPECT_EQ(call("PushCurrentFolder", "!:" + a + "/b/"), 1.0f);
+    EXPECT_EQ(currentFolder(), a + "/b");
+    // A plain file cannot be entered either.
+    ASSERT_TRUE(writeFile(a + "/b/file.txt", "x"));
+    EXPECT_EQ(call("PushCurrentFolder", a + "/b/file.txt"), 0.0f);
+    EXPECT_EQ(currentFolder(), a + "/b");
+
+    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 1.0f);
+    EXPECT_EQ(currentFolder(), a + "/b");
+    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 1.0f);
+    EXPECT_EQ(currentFolder(), a);
+    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 1.0f);
+    EXPECT_EQ(currentFolder(), a);
+    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 1.0f);
+    EXPECT_EQ(currentFolder(), m_saved);
+    // Empty stack: nothing moves.
+    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 0.0f);
+    EXPECT_EQ(currentFolder(), m_saved);
+}
+
+TEST_F(FolderStack, PoppingToAFolderThatWentAwayAnswersZeroAndStaysPut) {
+    const std::string a = realFolder(m_tmp.path());
+    const std::string gone = a + "/gone";
+    ASSERT_EQ(mkdir(gone.c_str(), 0755), 0);
+    EXPECT_EQ(call("PushCurrentFolder", gone), 1.0f);
+    EXPECT_EQ(call("PushCurrentFolder", a), 1.0f);
+    ASSERT_EQ(rmdir(gone.c_str()), 0);
+    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 0.0f);
+    EXPECT_EQ(currentFolder(), a);
+    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 1.0f);
+    EXPECT_EQ(currentFolder(), m_saved);
+}
+
+// ---- tool-file stack ----
+
+TEST(ToolFileStack, PutsFilesAsideAndRestoresThemInReverseOrder) {
+    TempFolder tmp;
+    const std::string brush = tmp.file("brush.ytl");
+    ASSERT_TRUE(writeFile(brush, "v1"));
+    ASSERT_TRUE(writeFile(tmp.file("brush1.ytl"), "someone else's"));
+
+    EXPECT_EQ(call("PushYTLFile", brush), 0.0f);
+    EXPECT_FALSE(pathExists(brush));
+    EXPECT_EQ(contents(tmp.file("brush2.ytl")), "v1");
+
+    ASSERT_TRUE(writeFile(brush, "v2"));
+    EXPECT_EQ(call("PushYTLFile", brush), 0.0f);
+    EXPECT_EQ(contents(tmp.file("brush3.ytl")), "v2");
+
+    // A path with no file yet: nothing is put aside, and the pop just deletes what was written.
+    const std::string other = tmp.file("other.ytl");
+    EXPECT_EQ(call("PushYTLFile", other), 0.0f);
+    ASSERT_TRUE(writeFile(other, "temporary"));
+    ASSERT_TRUE(writeFile(brush, "v3"));
+
+    EXPECT_EQ(sharedPluginHost().call("PopYTLFile"), 0.0f);
+    EXPECT_FALSE(pathExists(other));
+    EXPECT_EQ(contents(brush), "v3");
+
+    EXPECT_EQ(sharedPluginHost().call("PopYTLFile"), 0.0f);
+    EXPECT_EQ(contents(brush), "v2");
+    EXPECT_FALSE(pathExists(tmp.file("brush3.ytl")));
+
+    EXPECT_EQ(sharedPluginHost().call("PopYTLFile"), 0.0f);
+    EXPECT_EQ(contents(brush), "v1");
+    EXPECT_EQ(sortedNames(tmp.path()), (std::vector<std::string>{"brush.ytl", "brush1.ytl"}));
+    EXPECT_EQ(contents(tmp.file("brush1.ytl")), "someone else's");
+
+    // Empty stack: nothing changes.
+    EXPECT_EQ(sharedPluginHost().call("PopYTLFile"), 0.0f);
+    EXPECT_EQ(sortedNames(tmp.path()), (std::vector<std::string>{"brush.ytl", "brush1.ytl"}));
+}
+
+TEST(ToolFileStack, ThePopOfAMissingFileWithNothingAsideDeletesNothingElse) {
+    TempFolder tmp;
+    ASSERT_TRUE(writeFile(tmp.file("keep.ytl"), "k"));
+    EXPECT_EQ(call("PushYTLFile", tmp.file("never.ytl")), 0.0f);
+    EXPECT_EQ(sharedPluginHost().call("PopYTLFile"), 0.0f);
+    EXPECT_EQ(sortedNames(tmp.path()), (std::vector<std::string>{"keep.ytl"}));
+}
+
+// ---- files ----
+
+TEST(FileCommands, CreateEmptyTruncatesAndDeleteReportsFailures) {
+    TempFolder tmp;
+    const std::string path = tmp.file("empty.txt");
+    const PluginHost& host = sharedPluginHost();
+    EXPECT_EQ(call("FileCreateEmpty", "file:" + path), 0.0f);
+    EXPECT_EQ(contents(path), "");
+    ASSERT_TRUE(writeFile(path, "not empty"));
+    EXPECT_EQ(call("FileCreateEmpty", path), 0.0f);
+    EXPECT_EQ(contents(path), "");
+    EXPECT_EQ(call("FileCreateEmpty", tmp.file("missing/x.txt")), -1.0f);
+    EXPECT_EQ(host.call("FileCreateEmpty", nullptr), -1.0f);
+
+    EXPECT_EQ(call("FileDelete", path), 0.0f);
+    EXPECT_FALSE(pathExists(path));
+    EXPECT_EQ(call("FileDelete", path), -1.0f);
+    EXPECT_EQ(host.call("FileDelete", nullptr), -1.0f);
+}
+
+TEST(FileCommands, CopyUsesTheRememberedSourceAndAlwaysAnswersZero) {
+    TempFolder tmp;
+    std::string bytes(1048576 + 300, '\0');
+    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>((i * 131) >> 3);
+    const std::string source = tmp.file("source.bin");
+    const std::string target = tmp.file("target.bin");
+    ASSERT_TRUE(writeFile(source, bytes));
+    ASSERT_TRUE(writeFile(target, std::string(3000000, 'x')));
+
+    EXPECT_EQ(call("SetCopySrc", source), 0.0f);
+    EXPECT_EQ(call("DoCopyTo", target), 0.0f);
+    EXPECT_EQ(contents(target), bytes);
+    // The source is remembered for the next copy too.
+    EXPECT_EQ(call("DoCopyTo", tmp.file("second.bin")), 0.0f);
+    EXPECT_EQ(contents(tmp.file("second.bin")), bytes);
+
+    EXPECT_EQ(call("SetCopySrc", tmp.file("missing.bin")), 0.0f);
+    EXPECT_EQ(call("DoCopyTo", tmp.file("third.bin")), 0.0f);
+    EXPECT_FALSE(pathExists(tmp.file("third.bin")));
+}
+
+TEST(FileCommands, SystemRunsAShellCommandAndIgnoresItsStatus) {
+    TempFolder tmp;
+    const std::string out = tmp.file("out.txt");
+    EXPECT_EQ(call("System", "printf 'made by %s' shell > '" + out + "'"), 0.0f);
+    EXPECT_EQ(contents(out), "made by shell");
+    EXPECT_EQ(call("System", "exit 3"), 0.0f);
+    EXPECT_EQ(sharedPluginHost().call("System", nullptr), 0.0f);
+}
+
+TEST(FileCommands, CreateFolderMakesOneFolderOnly) {
+    TempFolder tmp;
+    const std::string folder = tmp.file("made");
+    EXPECT_EQ(call("CreateFolder", folder), 0.0f);
+    EXPECT_TRUE(isFolder(folder));
+    EXPECT_EQ(call("CreateFolder", folder), -1.0f);
+    EXPECT_EQ(call("CreateFolder", tmp.file("no/parent")), -1.0f);
+    EXPECT_FALSE(pathExists(tmp.file("no")));
+    EXPECT_EQ(sharedPluginHost().call("CreateFolder", nullptr), -1.0f);
+}
+
+// ---- filtered cleaning ----
+
+TEST(RemoveAllFilesWithFilterAndFolder, RemovesByExtensionInAnyCaseAndKeepsNearMisses) {
+    TempFolder tmp;
+    for (const char* name : {"a.obj", "b.Obj", "C.OBJ", "c.objx", "d.obj.bak", "e.kel", "obj", "xobj"})
+        ASSERT_TRUE(writeFile(tmp.file(name), "x"));
+    ASSERT_EQ(mkdir(tmp.file("sub").c_str(), 0755), 0);
+    ASSERT_TRUE(writeFile(tmp.file("sub/f.obj"), "x"));
+
+    EXPECT_EQ(call("RemoveAllFilesWithFilterAndFolder", "file:" + tmp.path() + "/*.OBJ"), 0.0f);
+    EXPECT_EQ(sortedNames(tmp.path()),
+              (std::vector<std::string>{"c.objx", "d.obj.bak", "e.kel", "obj", "sub", "xobj"}));
+    EXPECT_TRUE(pathExists(tmp.file("sub/f.obj")));
+
+    // Without a dot the whole pattern is the ending.
+    EXPECT_EQ(call("RemoveAllFilesWithFilterAndFolder", tmp.path() + "/OBJ"), 0.0f);
+    EXPECT_EQ(sortedNames(tmp.path()), (std::vector<std::string>{"c.objx", "d.obj.bak", "e.kel", "sub"}));
+
+    // A dot in the folder's name is not the pattern's.
+    ASSERT_EQ(mkdir(tmp.file("v.kel").c_str(), 0755), 0);
+    ASSERT_TRUE(writeFile(tmp.file("v.kel/g.bak"), "x"));
+    ASSERT_TRUE(writeFile(tmp.file("v.kel/h.kel"), "x"));
+    EXPECT_EQ(call("RemoveAllFilesWithFilterAndFolder", tmp.file("v.kel/*.bak")), 0.0f);
+    EXPECT_EQ(sortedNames(tmp.file("v.kel")), (std::vector<std::string>{"h.kel"}));
+    EXPECT_TRUE(pathExists(tmp.file("e.kel")));
+}
+
+TEST(RemoveAllFilesWithFilterAndFolder, AFolderThatCannotBeReadRemovesNothing) {
+    TempFolder tmp;
+    ASSERT_TRUE(writeFile(tmp.file("a.obj"), "x"));
+    EXPECT_EQ(call("RemoveAllFilesWithFilterAndFolder", tmp.file("missing/*.obj")), 0.0f);
+    EXPECT_EQ(call("RemoveAllFilesWithFilterAndFolder", "a.obj"), 0.0f);
+    EXPECT_EQ(sharedPluginHost().call("RemoveAllFilesWithFilterAndFolder", nullptr), 0.0f);
+    EXPECT_TRUE(pathExists(tmp.file("a.obj")));
+}
+
+// ---- numbers and questions ----
+
+TEST(UtilityQuestions, UndoNumberIsTheIntegerAfterTheFirstBlank) {
+    EXPECT_EQ(call("GetUndoNumberFromButtonName", "Undo 12"), 12.0f);
+    EXPECT_EQ(call("GetUndoNumberFromButtonName", "Undo  7"), 7.0f);
+    EXPECT_EQ(call("GetUndoNumberFromButtonName", "Undo 5 of 9"), 5.0f);
+    EXPECT_EQ(call("GetUndoNumberFromButtonName", "Redo -3"), -3.0f);
+    EXPECT_EQ(call("GetUndoNumberFromButtonName", "Undo 42x"), 42.0f);
+    EXPECT_EQ(call("GetUndoNumberFromButtonName", "Undo x"), -1.0f);
+    EXPECT_EQ(call("GetUndoNumberFromButtonName", "Undo\t5"), -1.0f);
+    EXPECT_EQ(call("GetUndoNumberFromButtonName", "Undo12"), -1.0f);
+    EXPECT_EQ(call("GetUndoNumberFromButtonName", "Undo "), -1.0f);
+    EXPECT_EQ(call("GetUndoNumberFromButtonName", "Undo 99999999999999999999"), static_cast<float>(INT_MAX));
+    EXPECT_EQ(sharedPluginHost().call("GetUndoNumberFromButtonName", nullptr), -1.0f);
+}
+
+TEST(UtilityQuestions, FiniteTestSleepAndPlatformAnswers) {
+    const PluginHost& host = sharedPluginHost();
+    EXPECT_EQ(host.call("IsFiniteValue", nullptr, 1e308), 1.0f);
+    EXPECT_EQ(host.call("IsFiniteValue", nullptr, -DBL_MAX), 1.0f);
+    EXPECT_EQ(host.call("IsFiniteValue", nullptr, 4.9e-324), 1.0f);
+    EXPECT_EQ(host.call("IsFiniteValue", nullptr, 0.0), 1.0f);
+    EXPECT_EQ(host.call("IsFiniteValue", nullptr, std::numeric_limits<double>::infinity()), 0.0f);
+    EXPECT_EQ(host.call("IsFiniteValue", nullptr, -std::numeric_limits<double>::infinity()), 0.0f);
+    EXPECT_EQ(host.call("IsFiniteValue", nullptr, std::nan("")), 0.0f);
+
+    // Values no sleep count can hold must not reach the sleep.
+    EXPECT_EQ(host.call("YSleep", nullptr, 0.9), 0.0f);
+    EXPECT_EQ(host.call("YSleep", nullptr, -5.0), 0.0f);
+    EXPECT_EQ(host.call("YSleep", nullptr, std::nan("")), 0.0f);
+    EXPECT_EQ(host.call("YSleep", nullptr, -1e300), 0.0f);
+
+    EXPECT_EQ(host.call("GetNumProcs"), static_cast<float>(sysconf(_SC_NPROCESSORS_ONLN)));
+    EXPECT_EQ(host.call("Is64BitsDll"), sizeof(void*) == 8 ? 1.0f : 0.0f);
+    EXPECT_EQ(host.call("Is64BitsSystem"), 0.0f);
+    EXPECT_EQ(host.call("FixPlastraFreeze"), 0.0f);
+    EXPECT_EQ(host.call("PrintInLog", "a line from the script"), 0.0f);
+    EXPECT_EQ(host.call("PrintInLog", nullptr), 0.0f);
+}
+
+TEST(UtilityQuestions, PublicFolderIsWrittenWhenTheSystemHasOne) {
+    char buffer[256];
+    std::memset(buffer, 'x', sizeof buffer);
+    const float result = sharedPluginHost().call("GetPublicFolder", nullptr, 0.0, buffer, 0);
+    if (isFolder("/home")) {
+        EXPECT_EQ(result, 1.0f);
+        EXPECT_STREQ(buffer, "/home");
+    } else {
+        EXPECT_EQ(result, 0.0f);
+        EXPECT_EQ(buffer[0], 'x');
+    }
+    EXPECT_EQ(sharedPluginHost().call("GetPublicFolder"), 0.0f);
+}
