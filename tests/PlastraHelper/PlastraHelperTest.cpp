@@ -1,0 +1,293 @@
+// PlastraHelper: version classes, binding by build, texture, utility and window tree edits.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "PlastraHelper/KVInfoMsg.h"
+#include "PlastraHelper/PlastraHelper.h"
+#include "SimulatedHost.h"
+
+using simhost::Host3;
+
+namespace {
+
+class PlastraHelperTest : public ::testing::Test {
+protected:
+    void TearDown() override {
+        PlastraHelper::s_version = 0;
+        PlastraHelper::clear();
+    }
+};
+
+YWin* yw(void* p) { return static_cast<YWin*>(p); }
+
+// A host with a small tree whose active view is `view`.
+struct Tree {
+    explicit Tree(const simhost::BuildLayout& layout) : host(layout) {
+        root = host.window("Root");
+        a = host.window("A", root);
+        b = host.window("B", root);
+        c = host.window("C", root);
+        view = host.window("View", b);
+        host.setActiveView(view);
+        host.setUtility(true);
+    }
+    Host3 host;
+    void *root, *a, *b, *c, *view;
+};
+
+std::vector<void*> order(const Host3& host, void* parent) { return host.children(parent); }
+
+}  // namespace
+
+TEST_F(PlastraHelperTest, VersionClasses) {
+    EXPECT_EQ(PlastraHelper::setVersion(3.095), 309);
+    EXPECT_EQ(PlastraHelper::s_version, 1);
+    EXPECT_EQ(PlastraHelper::setVersion(3.1), 310);
+    EXPECT_EQ(PlastraHelper::s_version, 310);
+    PlastraHelper::setVersion(3.11);
+    EXPECT_EQ(PlastraHelper::s_version, 310);
+    EXPECT_EQ(PlastraHelper::setVersion(3.12), 312);
+    EXPECT_EQ(PlastraHelper::s_version, 312);
+    PlastraHelper::setVersion(3.2);
+    EXPECT_EQ(PlastraHelper::s_version, 320);
+    PlastraHelper::setVersion(3.5);
+    EXPECT_EQ(PlastraHelper::s_version, 350);
+    PlastraHelper::setVersion(3.55);
+    EXPECT_EQ(PlastraHelper::s_version, 400);
+    EXPECT_EQ(PlastraHelper::setVersion(4.04), 404);
+    EXPECT_EQ(PlastraHelper::s_version, 400);
+    PlastraHelper::setVersion(4.05);
+    EXPECT_EQ(PlastraHelper::s_version, 401);
+}
+
+TEST_F(PlastraHelperTest, InitBindsOnlyForKnownVersionClasses) {
+    Tree t(simhost::kBuild312B46);
+    PlastraHelper::init(t.host.hostData());  // class 0: nothing but the reset
+    EXPECT_FALSE(PlastraHelper::s_docIsValid);
+    PlastraHelper::setVersion(4.1);
+    PlastraHelper::init(t.host.hostData());
+    EXPECT_FALSE(PlastraHelper::s_docIsValid);
+
+    PlastraHelper::setVersion(4.0);
+    PlastraHelper::init(t.host.hostData());
+    EXPECT_TRUE(PlastraHelper::s_docIsValid);
+    EXPECT_EQ(PlastraHelper::s_docWrapper, &YDocWrapper312B46::instance());
+    EXPECT_EQ(PlastraHelper::s_rootWindow, t.root);
+    EXPECT_TRUE(PlastraHelper::s_utilityIsValid);
+    PlastraHelper::init(nullptr);
+    EXPECT_FALSE(PlastraHelper::s_docIsValid);
+
+    const int shown = KVInfoMsg::getMessageCount();
+    PlastraHelper::setVersion(3.0);
+    PlastraHelper::init(t.host.hostData());
+    EXPECT_EQ(KVInfoMsg::getMessageCount(), shown + 1);
+    EXPECT_STREQ(KVInfoMsg::getLastMessage().c_str(),
+                 "Error: Plastra version is too old.\nTrimora requires at least Plastra 3.1 to work!");
+    EXPECT_FALSE(PlastraHelper::s_docIsValid);
+}
+
+// Hosts 3.12 to 3.2 are probed build after build; the first whose positions fit wins.
+TEST_F(PlastraHelperTest, Class312ProbesTheBuildsInOrder) {
+    PlastraHelper::setVersion(3.12);
+    {
+        Tree t(simhost::kBuild312B27);
+        PlastraHelper::init(t.host.hostData());
+        EXPECT_EQ(PlastraHelper::s_docWrapper, &YDocWrapper312B27::instance());
+    }
+    {
+        Tree t(simhost::kBuild312);
+        PlastraHelper::init(t.host.hostData());
+        EXPECT_EQ(PlastraHelper::s_docWrapper, &YDocWrapper312::instance());
+    }
+    {
+        // B46 shares B43's positions, so B43 binds it.
+        Tree t(simhost::kBuild312B46);
+        PlastraHelper::init(t.host.hostData());
+        EXPECT_EQ(PlastraHelper::s_docWrapper, &YDocWrapper312B43::instance());
+        EXPECT_FALSE(PlastraHelper::s_utilityIsValid);
+    }
+    {
+        Tree t(simhost::kBuild312B46);
+        t.host.setActiveView(nullptr);  // no view: no build binds; the last one still tries
+        PlastraHelper::init(t.host.hostData());
+        EXPECT_FALSE(PlastraHelper::s_docIsValid);
+    }
+}
+
+TEST_F(PlastraHelperTest, TextureDescriptorPerBuild) {
+    {
+        Tree t(simhost::kBuild31);
+        t.host.setTexture(0x123456789abcULL, 4096, 32, 1024.75f, 512.0f);
+        ASSERT_TRUE(PlastraHelper::init31(t.host.hostData()));
+        ASSERT_TRUE(PlastraHelper::s_textureIsValid);
+        EXPECT_EQ(PlastraHelper::s_textureBitmap.pixels, 0x123456789abcULL);
+        EXPECT_EQ(PlastraHelper::s_textureBitmap.field1, 4096);
+        EXPECT_EQ(PlastraHelper::s_textureBitmap.field2, 32);
+        EXPECT_EQ(PlastraHelper::s_textureBitmap.dim1, 1024);  // integer part of 16.16
+        EXPECT_EQ(PlastraHelper::s_textureBitmap.dim2, 512);
+        EXPECT_FALSE(PlastraHelper::s_utilityIsValid);  // 3.1 has no utility entry
+    }
+    PlastraHelper::clear();
+    {
+        Tree t(simhost::kBuild312B46);
+        t.host.setTexture(0xfeedULL, 8192, 24, 2047.9f, 99.85f);
+        ASSERT_TRUE(PlastraHelper::initDoc(t.host.hostData()));
+        EXPECT_FALSE(PlastraHelper::s_textureIsValid);  // initDoc binds the document only
+        ASSERT_TRUE(PlastraHelper::init312B46(t.host.hostData()));
+        ASSERT_TRUE(PlastraHelper::s_textureIsValid);
+        EXPECT_EQ(PlastraHelper::s_textureBitmap.pixels, 0xfeedULL);
+        EXPECT_EQ(PlastraHelper::s_textureBitmap.field1, 8192);
+        EXPECT_EQ(PlastraHelper::s_textureBitmap.field2, 24);
+        EXPECT_EQ(PlastraHelper::s_textureBitmap.dim1, 2048);  // 2047.9 + 0.2, truncated
+        EXPECT_EQ(PlastraHelper::s_textureBitmap.dim2, 100);
+    }
+    PlastraHelper::clear();
+    {
+        Tree t(simhost::kBuild312B46);
+        t.host.setTexture(0, 1, 2, 3.0f, 4.0f);  // no pixels: the texture stays invalid, the rest binds
+        EXPECT_TRUE(PlastraHelper::init312B46(t.host.hostData()));
+        EXPECT_FALSE(PlastraHelper::s_textureIsValid);
+        PlastraHelper::clear();
+        t.host.hostData()[6] = nullptr;
+        EXPECT_TRUE(PlastraHelper::init312B46(t.host.hostData()));
+        EXPECT_FALSE(PlastraHelper::s_textureIsValid);
+    }
+    PlastraHelper::clear();
+    {
+        Tree t(simhost::kBuild312B43);  // this build's holder layout is not known: never read
+        t.host.setTexture(0xfeedULL, 1, 2, 3.0f, 4.0f);
+        EXPECT_TRUE(PlastraHelper::init312B43(t.host.hostData()));
+        EXPECT_FALSE(PlastraHelper::s_textureIsValid);
+    }
+}
+
+TEST_F(PlastraHelperTest, RunYScriptGoesThroughTheUtilityEntry) {
+    EXPECT_FALSE(PlastraHelper::runYScript("no host"));
+    Tree t(simhost::kBuild312B46);
+    t.host.setUtility(false);
+    EXPECT_FALSE(PlastraHelper::init312B46(t.host.hostData()));  // B46 needs its utility entry
+    EXPECT_TRUE(PlastraHelper::s_docIsValid);
+    EXPECT_FALSE(PlastraHelper::runYScript("x"));
+
+    t.host.setUtility(true);
+    PlastraHelper::setVersion(3.5);
+    PlastraHelper::init(t.host.hostData());
+    simhost::utilityCalls().clear();
+    simhost::g_utilityAnswer = 0;
+    EXPECT_TRUE(PlastraHelper::runYScript("[IPress, Tool:Export]"));
+    simhost::g_utilityAnswer = 3;
+    EXPECT_FALSE(PlastraHelper::runYScript(""));
+    simhost::g_utilityAnswer = 0;
+    ASSERT_EQ(simhost::utilityCalls().size(), 2u);
+    const simhost::UtilityCall& call = simhost::utilityCalls()[0];
+    EXPECT_EQ(call.command, 7);
+    EXPECT_EQ(call.a, 0);
+    EXPECT_EQ(call.b, 0);
+    EXPECT_EQ(call.c, 0);
+    EXPECT_EQ(call.text, "[IPress, Tool:Export]");
+    EXPECT_EQ(call.version, 3.12f);
+    EXPECT_EQ(simhost::utilityCalls()[1].text, "");
+    EXPECT_FALSE(YUtilWrapper312B46::instance().runYScript(nullptr, "x"));
+}
+
+TEST_F(PlastraHelperTest, PathSearchIgnoresCaseAndLooksInsideUnnamedWindowsAndMenus) {
+    bool (*const inits[5])(char**) = {&PlastraHelper::init31, &PlastraHelper::init312, &PlastraHelper::init312B27,
+                                      &PlastraHelper::init312B43, &PlastraHelper::init312B46};
+    for (int i = 0; i < 5; ++i) {
+        const simhost::BuildLayout* layout = simhost::kAllBuilds[i];
+        SCOPED_TRACE(layout->name);
+        Tree t(*layout);
+        Host3& h = t.host;
+        void* group = h.window(nullptr, t.a);
+        void* target = h.window("Target", group);
+        void* deep = h.window("Deep", target);
+        void* loose = h.window("Loose");
+        void* attached = h.window("Attached", t.root);
+        h.pulldown("Menu", t.c, {loose, attached});
+        PlastraHelper::clear();
+        ASSERT_TRUE(inits[i](h.hostData()));
+        YWin* root = PlastraHelper::s_rootWindow;
+        ASSERT_EQ(root, t.root);
+        EXPECT_EQ(PlastraHelper::getWindowFromPath(root, ""), root);
+        EXPECT_EQ(PlastraHelper::getWindowFromPath(root, "a:target"), target);
+        EXPECT_EQ(PlastraHelper::getWindowFromPath(root, "A:TARGET:deep"), deep);
+        EXPECT_EQ(PlastraHelper::getWindowFromPath(root, "target"), nullptr);  // not a child of the root
+        EXPECT_EQ(PlastraHelper::getWindowFromPath(root, "b:view"), t.view);
+        EXPECT_EQ(PlastraHelper::getWindowFromPath(root, "C:Menu:loose"), loose);
+        // A menu item that has a parent window is not one of the menu's items.
+        EXPECT_EQ(PlastraHelper::getWindowFromPath(root, "C:Menu:Attached"), nullptr);
+        EXPECT_EQ(PlastraHelper::getWindowFromPath(root, "A:Missing"), nullptr);
+        EXPECT_EQ(PlastraHelper::getWindowFromPath(nullptr, "A"), nullptr);
+        PlastraHelper::clear();
+    }
+}
+
+TEST_F(PlastraHelperTest, ChildIndexAndDisconnect) {
+    Tree t(simhost::kBuild312);
+    ASSERT_TRUE(PlastraHelper::init312(t.host.hostData()));
+    EXPECT_EQ(PlastraHelper::getWindowChildIndex(yw(t.root)), -1);
+    EXPECT_EQ(PlastraHelper::getWindowChildIndex(yw(t.a)), 0);
+    EXPECT_EQ(PlastraHelper::getWindowChildIndex(yw(t.c)), 2);
+    EXPECT_EQ(PlastraHelper::getWindowChildIndex(nullptr), -1);
+    EXPECT_EQ(PlastraHelper::getRootWindow(yw(t.view)), t.root);
+
+    EXPECT_FALSE(PlastraHelper::disconnectWindow(yw(t.root)));
+    EXPECT_TRUE(PlastraHelper::disconnectWindow(yw(t.a)));  // the first child
+    EXPECT_EQ(order(t.host, t.root), (std::vector<void*>{t.b, t.c}));
+    EXPECT_TRUE(PlastraHelper::disconnectWindow(yw(t.c)));  // the last child
+    EXPECT_EQ(order(t.host, t.root), (std::vector<void*>{t.b}));
+    EXPECT_EQ(t.host.linkErrors(t.root), "");
+    EXPECT_EQ(t.host.parent(t.a), nullptr);
+    EXPECT_EQ(t.host.next(t.a), nullptr);
+    EXPECT_EQ(t.host.child(t.b), t.view);  // its own children stay
+    EXPECT_FALSE(PlastraHelper::disconnectWindow(yw(t.a)));
+}
+
+TEST_F(PlastraHelperTest, MoveWindowAtTheEdges) {
+    Tree t(simhost::kBuild312B27);
+    ASSERT_TRUE(PlastraHelper::init312B27(t.host.hostData()));
+    Host3& h = t.host;
+    auto kids = [&] { return order(h, t.root); };
+
+    EXPECT_FALSE(PlastraHelper::moveWindow(yw(t.a), yw(t.root), 0));  // already first
+    EXPECT_FALSE(PlastraHelper::moveWindow(yw(t.a), yw(t.root), 1));  // index 1 names a itself
+    EXPECT_FALSE(PlastraHelper::moveWindow(yw(t.b), yw(t.root), 1));  // already after a
+    EXPECT_EQ(kids(), (std::vector<void*>{t.a, t.b, t.c}));
+
+    EXPECT_TRUE(PlastraHelper::moveWindow(yw(t.c), yw(t.root), 0));
+    EXPECT_EQ(kids(), (std::vector<void*>{t.c, t.a, t.b}));
+    EXPECT_EQ(h.linkErrors(t.root), "");
+    EXPECT_TRUE(PlastraHelper::moveWindow(yw(t.c), yw(t.root), 99));  // past the end: last
+    EXPECT_EQ(kids(), (std::vector<void*>{t.a, t.b, t.c}));
+    EXPECT_TRUE(PlastraHelper::moveWindow(yw(t.a), yw(t.root), 2));
+    EXPECT_EQ(kids(), (std::vector<void*>{t.b, t.a, t.c}));
+    EXPECT_EQ(h.linkErrors(t.root), "");
+
+    void* empty = h.window("Empty", t.root);
+    EXPECT_TRUE(PlastraHelper::moveWindow(yw(t.b), yw(empty), 5));  // into a parent without children
+    EXPECT_EQ(order(h, empty), (std::vector<void*>{t.b}));
+    EXPECT_EQ(kids(), (std::vector<void*>{t.a, t.c, empty}));
+    EXPECT_TRUE(PlastraHelper::moveWindow(yw(t.a), yw(empty), -3));  // before the first
+    EXPECT_EQ(order(h, empty), (std::vector<void*>{t.a, t.b}));
+    EXPECT_EQ(h.linkErrors(t.root), "");
+    EXPECT_FALSE(PlastraHelper::moveWindow(nullptr, yw(empty), 0));
+    EXPECT_FALSE(PlastraHelper::moveWindow(yw(t.a), nullptr, 0));
+}
+
+TEST_F(PlastraHelperTest, WindowTextThroughTheBoundWrapper) {
+    Tree t(simhost::kBuild31);
+    PlastraHelper::setWindowText(yw(t.a), "unbound");  // nothing bound: nothing written
+    EXPECT_EQ(t.host.textRecord(t.a), nullptr);
+    ASSERT_TRUE(PlastraHelper::init31(t.host.hostData()));
+    void* model = t.host.window("Model", nullptr, "m");
+    EXPECT_TRUE(PlastraHelper::createWindowText(yw(t.a), yw(model)));
+    PlastraHelper::setWindowText(yw(t.a), std::string(256, 'z').c_str());
+    EXPECT_EQ(t.host.textChars(t.a), std::string(255, 'z'));
+
+    PlastraHelper::initProgressBar2(yw(t.a), yw(model));
+    PlastraHelper::setProgressBarText(yw(t.a), "Working");
+    EXPECT_EQ(t.host.textChars(model), "Working");
+    PlastraHelper::setProgressBarPercentage(yw(t.a), 42.4);
+    EXPECT_EQ(t.host.textChars(t.a), "42%");
+}
