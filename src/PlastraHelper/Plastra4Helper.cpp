@@ -28,13 +28,25 @@ const char* recordChars(const void* record) {
     return static_cast<const char*>(record) + ylayout::kTextChars;
 }
 
-// Window links through the host's graphic objects.
+// Window links through the host's graphic objects; a window without one has no links.
 struct AWinLinks {
     using Win = AWin;
-    static AWin* parent(AWin* w) { return w ? AGraphixHelper::getParentWindow(gfx(w)) : nullptr; }
-    static AWin* child(AWin* w) { return w ? AGraphixHelper::getChildWindow(gfx(w)) : nullptr; }
-    static AWin* next(AWin* w) { return w ? AGraphixHelper::getNextWindow(gfx(w)) : nullptr; }
-    static AWin* prev(AWin* w) { return w ? AGraphixHelper::getPrevWindow(gfx(w)) : nullptr; }
+    static AWin* parent(AWin* w) {
+        AGraphix* g = gfx(w);
+        return g ? AGraphixHelper::getParentWindow(g) : nullptr;
+    }
+    static AWin* child(AWin* w) {
+        AGraphix* g = gfx(w);
+        return g ? AGraphixHelper::getChildWindow(g) : nullptr;
+    }
+    static AWin* next(AWin* w) {
+        AGraphix* g = gfx(w);
+        return g ? AGraphixHelper::getNextWindow(g) : nullptr;
+    }
+    static AWin* prev(AWin* w) {
+        AGraphix* g = gfx(w);
+        return g ? AGraphixHelper::getPrevWindow(g) : nullptr;
+    }
     static void setParent(AWin* w, AWin* v) {
         if (AGraphix* g = gfx(w)) AGraphixHelper::setParentWindow(g, v);
     }
