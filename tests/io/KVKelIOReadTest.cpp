@@ -310,6 +310,13 @@ TEST_F(KelRead, FirstOrLastBlockWinsAsEachReaderDefines) {
     EXPECT_TRUE(K::readVertexAndFace4Blocs(p, b.points, b.faces));
     EXPECT_TRUE(same(b.points, kPoints));
     EXPECT_TRUE(same(b.faces, kFaces));
+    // Faces first, then points: the stop comes after the first Points block as well.
+    const KVString facesFirst(save(KelBytes().fileHeader().block(K::kTagFace4, 2, kFaces).block(K::kTagPoints, 4, kPoints)
+                                       .block(K::kTagPoints, 1, second).end(), "facesfirst.kel").c_str());
+    AllArrays c;
+    EXPECT_TRUE(K::readVertexAndFace4Blocs(facesFirst, c.points, c.faces));
+    EXPECT_TRUE(same(c.points, kPoints));
+    EXPECT_TRUE(same(c.faces, kFaces));
     // The walking readers take the last of each.
     AllArrays e;
     EXPECT_TRUE(K::readVtxFace4UV4AndMRGBBlocs(p, e.points, e.faces, e.uvs, e.colors));
