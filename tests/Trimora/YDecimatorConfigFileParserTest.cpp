@@ -265,3 +265,26 @@ TEST(YDecimatorInput, TargetVertexCountFromPercentOrCount) {
     in.clear();
     EXPECT_EQ(in.getDecimationTargetNumVertices(1000), 4);
 }
+
+TEST(YDecimatorConfigFileParser, ShuffledKeyFragmentsNeverBreakTheRecord) {
+    static const char* const pieces[] = {"StartBatch", "EndBatch", "InputFile", "AppMode", "NumThread",
+                                         "PlastraVersion", "UseVtxColors", "Coef", "=", ":", " ", "\t",
+                                         "\r", "\n", "\"", "Yes", "Decimate mesh", "1e39", "-", "#", "\xff"};
+    std::string text;
+    unsigned seed = 12345;
+    size_t startBatches = 0;
+    for (int i = 0; i < 60000; ++i) {
+        seed = seed * 1103515245u + 12345u;
+        const char* piece = pieces[(seed >> 16) % (sizeof pieces / sizeof *pieces)];
+        if (std::string(piece) == "StartBatch") ++startBatches;
+        text += piece;
+    }
+    YDecimatorConfigFileParser job;
+    parse(job, text);
+    EXPECT_LE(static_cast<size_t>(job.getNumBatches()), startBatches);
+    EXPECT_GT(job.getNumBatches(), 0);
+    // A second parse of a small file starts from a clean record.
+    parse(job, "NumThread = 2\n");
+    EXPECT_EQ(job.getNumBatches(), 0);
+    EXPECT_EQ(job.m_input.m_numThread, 2);
+}
