@@ -77,17 +77,6 @@ TEST(TextureConversion, DeclaredPngBecomesABmpWithTheSamePixels) {
     EXPECT_EQ(converted, picture);
 }
 
-TEST(TextureConversion, UnreadableTextureStaysAsGiven) {
-    TempFolder dir;
-    const std::string png = dir.file("skin.png");
-    ASSERT_TRUE(writeFile(png, "\x89PNG but truncated"));
-    declareOneMesh(dir.path());
-    ASSERT_EQ(sharedPluginHost().call("SetTextureExt", "bmp"), 0.0f);
-    EXPECT_EQ(sharedPluginHost().call("SetTextureFileNameForLastKel", png.c_str()), 0.0f);
-    EXPECT_TRUE(pathExists(png));
-    EXPECT_FALSE(pathExists(dir.file("skin.bmp")));
-}
-
 // The QtLibs folder is looked up beside the running host, so a host without it is a copy of this
 // program and of the module in a folder of their own; the shared build folder is never touched,
 // and tests running beside this one keep their libraries.

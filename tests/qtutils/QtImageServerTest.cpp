@@ -79,14 +79,6 @@ TEST_F(QtImageServerTest, WritesTheFormatsOfTheImagePlugins) {
     EXPECT_EQ(back, picture);
 }
 
-TEST_F(QtImageServerTest, QualityReachesTheEncoder) {
-    const Image big = testimages::makeGradient(64, 64);
-    ASSERT_TRUE(testimages::writeBytes(source, testimages::encodePng(big)));
-    ASSERT_TRUE(QtImageServer::convertImage(source.c_str(), dir.file("low.jpg").c_str(), 5));
-    ASSERT_TRUE(QtImageServer::convertImage(source.c_str(), dir.file("high.jpg").c_str(), 100));
-    EXPECT_LT(testimages::readBytes(dir.file("low.jpg")).size(), testimages::readBytes(dir.file("high.jpg")).size());
-}
-
 TEST_F(QtImageServerTest, HostPathPrefixesAreStrippedBeforeTheWrapper) {
     const std::string fromUrl = "file:" + source;
     const std::string toVolume = "Macintosh HD:" + dir.file("volume.bmp");
