@@ -9,6 +9,7 @@ TRIMORA_PACKAGES=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libtinyobjloader-dev
   qt6-base-dev qt6-image-formats-plugins
+  libmeshoptimizer-dev
 )
 
 log() { printf '\033[1m==> %s\033[0m\n' "$*" >&2; }

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "DecimationMesh.h"
 
@@ -37,3 +40,43 @@ struct DecimationResult {
 // Reduces `input` into `output` (which may not alias it). Never throws.
 DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptions& options,
                               DecimationMesh& output, const DecimationCallbacks& callbacks = {});
+
+// The collapse history of one mesh, built once: replaying a prefix of it gives the mesh at any
+// vertex count between the input's and the base's, far faster than decimating again.
+class ProgressiveMesh {
+public:
+    ProgressiveMesh();
+    ~ProgressiveMesh();
+    ProgressiveMesh(ProgressiveMesh&&) noexcept;
+    ProgressiveMesh& operator=(ProgressiveMesh&&) noexcept;
+
+    // Welded vertex count of the full mesh, and of the smallest mesh the history reaches.
+    std::int64_t fullVertexCount() const;
+    std::int64_t baseVertexCount() const;
+    bool empty() const;
+
+    // Appends the history to `buffer` (layout in ProgressiveMesh.cpp). Never throws; false when
+    // the history is empty or memory runs out.
+    bool serialize(std::vector<std::uint8_t>& buffer) const;
+    // Reads `size` bytes at `data` (may be null when size is 0), treated as hostile: every count
+    // and index is checked against the buffer and the history. False with `error` set on failure,
+    // leaving this object empty.
+    bool parse(const std::uint8_t* data, std::size_t size, std::string* error = nullptr);
+
+    // Replays the history to `targetVertices` (clamped to [base, full]) into `output`. Never throws.
+    DecimationResult decimate(std::int64_t targetVertices, DecimationMesh& output,
+                              const DecimationCallbacks& callbacks = {}) const;
+
+    struct Data;
+
+private:
+    std::unique_ptr<Data> m_data;
+    friend DecimationResult buildProgressiveMesh(const DecimationMesh&, const DecimationOptions&,
+                                                 ProgressiveMesh&, const DecimationCallbacks&);
+};
+
+// Records the collapse history of `input` under `options` down to options.targetVertices (0: as
+// far as the constraints allow). Never throws.
+DecimationResult buildProgressiveMesh(const DecimationMesh& input, const DecimationOptions& options,
+                                      ProgressiveMesh& progressive,
+                                      const DecimationCallbacks& callbacks = {});
