@@ -80,7 +80,8 @@ bool ExportAllObjUtils::exportDeclaredKel(const KVString& objPath, const KVArray
 
 void ExportAllObjUtils::writeObj(FILE* file, const KVString& path, const KVArray<KVString>& kelFiles,
                                  const KVArray<KVString>& textures) {
-    KVObjTextWriter obj(file);
+    // Formatting overlaps the writing: the text of large meshes comes out at close to disk speed.
+    KVObjTextWriter obj(file, KVObjTextWriter::kDefaultBufferSize, true);
     obj.writeText(kObjHeaderLine);
     obj.writeText(kMakerAddressLine);
 

@@ -1,7 +1,12 @@
 // KVObjTextWriter: OBJ and MTL text, formatted without printf and written in large blocks.
 #include "io/KVObjTextWriter.h"
 
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 namespace {
 
@@ -31,41 +36,59 @@ inline char* put4(char* p, std::uint32_t v) {
     return p + 4;
 }
 
-// Exactly nine digits, leading zeros included: the decimals of "%.9f".
-inline char* put9(char* p, std::uint32_t v) {
-    const std::uint32_t first = v / 100000000u;
-    *p++ = static_cast<char>('0' + first);
-    v -= first * 100000000u;
-    const std::uint32_t hi = v / 10000u;
-    put4(p, hi);
-    put4(p + 4, v - hi * 10000u);
+// Exactly eight digits of v < 10^8, leading zeros included, computed in the lanes of one 64-bit
+// word: two 4-digit halves, then four 2-digit pairs, then eight digits. Each step divides a lane
+// by a multiply-and-shift that is exact over the lane's range, so no digit ever carries across.
+inline char* put8(char* p, std::uint32_t v) {
+    const std::uint32_t hi = v / 10000;
+    std::uint64_t x = hi | (static_cast<std::uint64_t>(v - hi * 10000) << 32);
+    // Per 32-bit lane w < 10^4: w / 100 = (w * 10486) >> 20.
+    const std::uint64_t hundreds = ((x * 10486) >> 20) & 0x0000007F0000007Full;
+    x = ((x - hundreds * 100) << 16) + hundreds;
+    // Per 16-bit lane q < 100: q / 10 = (q * 103) >> 10.
+    const std::uint64_t tens = ((x * 103) >> 10) & 0x000F000F000F000Full;
+    x = ((x - tens * 10) << 8) + tens;
+    x |= 0x3030303030303030ull;
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    x = __builtin_bswap64(x);
+#endif
+    std::memcpy(p, &x, 8);
     return p + 8;
 }
 
-// Decimal digits without leading zeros ("0" for 0).
-inline char* putU32(char* p, std::uint32_t v) {
+// Exactly nine digits, leading zeros included: the decimals of "%.9f".
+inline char* put9(char* p, std::uint32_t v) {
+    const std::uint32_t first = v / 100000000u;
+    *p = static_cast<char>('0' + first);
+    return put8(p + 1, v - first * 100000000u);
+}
+
+// One to four digits without leading zeros.
+inline char* putSmall(char* p, std::uint32_t v) {
     if (v < 10) {
         *p = static_cast<char>('0' + v);
         return p + 1;
     }
     if (v < 100) return put2(p, v);
-    char tmp[10];
-    char* t = tmp + sizeof(tmp);
-    while (v >= 100) {
-        const std::uint32_t q = v / 100;
-        t -= 2;
-        std::memcpy(t, kDigitPairs + 2 * (v - q * 100), 2);
-        v = q;
+    if (v < 1000) {
+        const std::uint32_t hi = v / 100;
+        *p = static_cast<char>('0' + hi);
+        return put2(p + 1, v - hi * 100);
     }
-    if (v >= 10) {
-        t -= 2;
-        std::memcpy(t, kDigitPairs + 2 * v, 2);
-    } else {
-        *--t = static_cast<char>('0' + v);
+    return put4(p, v);
+}
+
+// Decimal digits without leading zeros ("0" for 0).
+inline char* putU32(char* p, std::uint32_t v) {
+    if (v < 10000) return putSmall(p, v);
+    if (v < 100000000) {
+        const std::uint32_t hi = v / 10000;
+        p = putSmall(p, hi);
+        return put4(p, v - hi * 10000);
     }
-    const std::size_t n = static_cast<std::size_t>(tmp + sizeof(tmp) - t);
-    std::memcpy(p, t, n);
-    return p + n;
+    const std::uint32_t hi = v / 100000000;
+    p = putSmall(p, hi);
+    return put8(p, v - hi * 100000000);
 }
 
 char* putU64(char* p, std::uint64_t v) {
@@ -106,6 +129,13 @@ inline char* putText(char* p, const char* text, std::size_t n) {
     return p + n;
 }
 
+// x = m x 2^e with e >= 0: an integer, all decimals zero. Kept out of line so the usual path
+// needs no stack frame.
+__attribute__((noinline)) char* putWholeNumber(char* p, std::uint32_t m, int e) {
+    p = e <= 40 ? putU64(p, static_cast<std::uint64_t>(m) << e) : putBig(p, m, e);
+    return putText(p, ".000000000", 10);
+}
+
 // 32-bit wrapping sum, as the int arithmetic of the face indices gives on every supported build.
 inline std::int32_t wrapAdd(std::int32_t a, std::int32_t b, std::int32_t c) {
     const std::uint32_t sum = static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b) +
@@ -123,33 +153,41 @@ char* KVObjTextWriter::formatFloat9(char* out, float x) {
     const bool negative = (bits >> 31) != 0;
     const std::uint32_t biased = (bits >> 23) & 0xFFu;
     const std::uint32_t fraction = bits & 0x7FFFFFu;
+    // Signs fall either way in a mesh: no branch on them.
     char* p = out;
-    if (negative) *p++ = '-';
+    *p = '-';
+    p += negative ? 1 : 0;
     if (biased == 0xFFu) return fraction == 0 ? putText(p, "inf", 3) : putText(p, "nan", 3);
 
     // x = m x 2^e exactly, m < 2^24.
     const std::uint32_t m = biased == 0 ? fraction : (fraction | 0x800000u);
     const int e = biased == 0 ? -149 : static_cast<int>(biased) - 150;
+    if (e >= 0) return putWholeNumber(p, m, e);
+    if (e < -63) return putText(p, "0.000000000", 11);  // below 2^-39: under half of 10^-9
 
-    if (e >= 0) {  // an integer: the decimals are all zero
-        p = e <= 40 ? putU64(p, static_cast<std::uint64_t>(m) << e) : putBig(p, m, e);
-        return putText(p, ".000000000", 10);
+    // x = whole + f / 2^s. f x 10^9 < 2^54, so the nine decimals are one exact shift, rounded
+    // half to even; the parity of the decimals decides, since 10^9 is even.
+    const int s = -e;
+    const std::uint64_t mask = (std::uint64_t(1) << s) - 1;
+    std::uint32_t whole = static_cast<std::uint32_t>(static_cast<std::uint64_t>(m) >> s);
+    const std::uint64_t n = (m & mask) * static_cast<std::uint64_t>(kBillion);
+    std::uint32_t decimals = static_cast<std::uint32_t>(n >> s);
+    const std::uint64_t rest = n & mask;
+    const std::uint64_t half = std::uint64_t(1) << (s - 1);
+    decimals += static_cast<std::uint32_t>((rest > half) | ((rest == half) & ((decimals & 1) != 0)));
+    const std::uint32_t carry = decimals >= kBillion ? 1 : 0;  // .9999999995 and up
+    whole += carry;
+    decimals -= carry * kBillion;
+
+    if (whole < 100) {  // the usual case, one or two digits without a branch
+        const std::uint32_t two = whole >= 10 ? 1 : 0;
+        std::memcpy(p, kDigitPairs + 2 * whole + 1 - two, 2);  // a spare second byte is overwritten
+        p += 1 + two;
+    } else {
+        p = putU32(p, whole);
     }
-    std::uint64_t scaled = 0;  // x x 10^9 rounded half to even
-    if (e >= -63) {
-        // m x 10^9 < 2^54, so x x 10^9 = (m x 10^9) / 2^s is one exact shift.
-        const int s = -e;
-        const std::uint64_t n = static_cast<std::uint64_t>(m) * kBillion;
-        scaled = n >> s;
-        const std::uint64_t rest = n & ((std::uint64_t(1) << s) - 1);
-        const std::uint64_t half = std::uint64_t(1) << (s - 1);
-        if (rest > half || (rest == half && (scaled & 1) != 0)) ++scaled;
-    }
-    // Below 2^-39 the value is under half of 10^-9 and rounds to zero.
-    const std::uint32_t whole = static_cast<std::uint32_t>(scaled / kBillion);
-    p = putU32(p, whole);
     *p++ = '.';
-    return put9(p, static_cast<std::uint32_t>(scaled - static_cast<std::uint64_t>(whole) * kBillion));
+    return put9(p, decimals);
 }
 
 char* KVObjTextWriter::formatInt(char* out, std::int32_t n) {
@@ -161,28 +199,100 @@ char* KVObjTextWriter::formatInt(char* out, std::int32_t n) {
     return putU32(out, u);
 }
 
-KVObjTextWriter::KVObjTextWriter(FILE* file, std::size_t bufferSize) : m_file(file) {
+// The writing thread: takes one block at a time, writes it, and hands the buffer back.
+struct KVObjTextWriter::Background {
+    std::mutex mutex;
+    std::condition_variable changed;
+    const char* block = nullptr;  // being written; null when the thread is idle
+    std::size_t size = 0;
+    bool stop = false;
+    bool failed = false;
+    char* spare = nullptr;  // the buffer the caller is not filling
+    std::thread thread;
+
+    void run(FILE* file) {
+        std::unique_lock<std::mutex> lock(mutex);
+        for (;;) {
+            changed.wait(lock, [this] { return block != nullptr || stop; });
+            if (block == nullptr) return;
+            const char* data = block;
+            const std::size_t n = size;
+            lock.unlock();
+            const bool whole = file == nullptr || std::fwrite(data, 1, n, file) == n;
+            lock.lock();
+            failed = failed || !whole;
+            block = nullptr;
+            changed.notify_all();
+        }
+    }
+
+    // Waits for the block in hand to be written; false once any block was written short.
+    bool waitIdle() {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [this] { return block == nullptr; });
+        return !failed;
+    }
+};
+
+KVObjTextWriter::KVObjTextWriter(FILE* file, std::size_t bufferSize, bool background) : m_file(file) {
     if (bufferSize < 4 * kLineRoom) bufferSize = 4 * kLineRoom;
+    m_capacity = bufferSize;
     m_begin = new char[bufferSize];
     m_pos = m_begin;
     m_end = m_begin + bufferSize;
+    if (!background) return;
+    try {
+        m_background.reset(new Background);
+        m_background->spare = new char[bufferSize];
+        Background* bg = m_background.get();
+        bg->thread = std::thread([bg, file] { bg->run(file); });
+    } catch (...) {  // no thread, or no memory for the second buffer: write synchronously
+        if (m_background) delete[] m_background->spare;
+        m_background.reset();
+    }
 }
 
 KVObjTextWriter::~KVObjTextWriter() {
-    flushBlock();
+    flush();
+    if (m_background) {
+        {
+            std::lock_guard<std::mutex> lock(m_background->mutex);
+            m_background->stop = true;
+        }
+        m_background->changed.notify_all();
+        m_background->thread.join();
+        delete[] m_background->spare;
+    }
     delete[] m_begin;
 }
 
 void KVObjTextWriter::flushBlock() {
     const std::size_t n = static_cast<std::size_t>(m_pos - m_begin);
     if (n == 0) return;
-    if (m_file != nullptr && std::fwrite(m_begin, 1, n, m_file) != n) m_good = false;
     m_flushed += n;
+    if (!m_background) {
+        if (m_file != nullptr && std::fwrite(m_begin, 1, n, m_file) != n) m_good = false;
+        m_pos = m_begin;
+        return;
+    }
+    Background& bg = *m_background;
+    {
+        std::unique_lock<std::mutex> lock(bg.mutex);
+        bg.changed.wait(lock, [&bg] { return bg.block == nullptr; });
+        if (bg.failed) m_good = false;
+        bg.block = m_begin;
+        bg.size = n;
+    }
+    bg.changed.notify_all();
+    // The spare buffer's block was written before the thread went idle: fill it next.
+    std::swap(m_begin, bg.spare);
     m_pos = m_begin;
+    m_end = m_begin + m_capacity;
 }
 
 bool KVObjTextWriter::flush() {
     flushBlock();
+    if (m_background && !m_background->waitIdle()) m_good = false;
     return m_good;
 }
 

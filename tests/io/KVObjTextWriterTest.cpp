@@ -233,10 +233,12 @@ TEST(KVObjTextWriter, WritesTheSameTextAsPrintfAcrossBlocks) {
     expected += "g subtool3\n" + referenceFaces(faces, 123456789, false, 0);
     expected += "newmtl mat7\nmap_Kd " + longName + "\nmtllib x.mtl\n";
 
+    for (bool background : {false, true}) {
+    SCOPED_TRACE(background ? "background thread" : "caller writes");
     FILE* file = std::fopen(path.c_str(), "w");
     ASSERT_NE(file, nullptr);
     {
-        KVObjTextWriter writer(file, 1024);
+        KVObjTextWriter writer(file, 1024, background);
         writer.writeText("# header\n");
         writer.writeVertices(points.data(), static_cast<int>(points.size()));
         writer.writeUVs(uvs.data(), static_cast<int>(uvs.size()));
@@ -258,6 +260,7 @@ TEST(KVObjTextWriter, WritesTheSameTextAsPrintfAcrossBlocks) {
     std::string got;
     ASSERT_TRUE(readFile(path, got));
     EXPECT_EQ(got, expected);
+    }
 }
 
 // Indices past the 32-bit range wrap as the int arithmetic of "%d" arguments does.
@@ -278,13 +281,17 @@ TEST(KVObjTextWriter, FaceIndicesWrapLikeIntArithmetic) {
 }
 
 TEST(KVObjTextWriter, ReportsAShortWrite) {
-    FILE* full = std::fopen("/dev/full", "w");
-    if (full == nullptr) GTEST_SKIP() << "/dev/full is not available";
-    KVObjTextWriter writer(full, 4096);
-    for (int i = 0; i < 1000; ++i) writer.writeVertex(1.0f, 2.0f, 3.0f);
-    EXPECT_FALSE(writer.flush());
-    EXPECT_FALSE(writer.isGood());
-    std::fclose(full);
+    for (bool background : {false, true}) {
+        FILE* full = std::fopen("/dev/full", "w");
+        if (full == nullptr) GTEST_SKIP() << "/dev/full is not available";
+        {
+            KVObjTextWriter writer(full, 4096, background);
+            for (int i = 0; i < 1000; ++i) writer.writeVertex(1.0f, 2.0f, 3.0f);
+            EXPECT_FALSE(writer.flush()) << background;
+            EXPECT_FALSE(writer.isGood()) << background;
+        }
+        std::fclose(full);
+    }
 
     KVObjTextWriter sink(nullptr, 4096);  // no stream: text is counted and dropped
     for (int i = 0; i < 1000; ++i) sink.writeUV(0.25f, 0.5f);
