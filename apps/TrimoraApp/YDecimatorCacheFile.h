@@ -1,0 +1,58 @@
+// YDecimatorCacheFile: a progressive-mesh cache, the 99-byte header followed by the engine's data.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "BBox.h"
+#include "KVString.h"
+#include "ProgressiveMesh/KVProgressiveMeshHeader.h"
+#include "YDecimatorMeshConverter.h"
+
+// What a cache records beside the engine's bytes: the source mesh and the options it was built
+// with (a cache decimates only under those). How each is placed in the header is in the README
+// ("TrimoraApp", cache layout); the placement lives in toHeader() and fromHeader() alone.
+struct YDecimatorCacheInfo {
+    std::int32_t sourceTriangles = 0;
+    std::int32_t sourceVertices = 0;
+    BBox box{{0.0f, 0.0f, 0.0f}, {0.0f, 0.0f, 0.0f}};  // of the source, in its file's frame
+    YDecimatorMeshBlocks blocks;                      // optional blocks of the source file
+    YDecimatorAxisFlags axes;
+    bool freezeBorder = false;
+    bool keepUVs = false;
+    bool useColors = false;
+    bool useMask = false;
+    bool avoidNormalReverse = true;
+    bool protectTopology = true;
+    bool allowFinishStep = false;
+    bool useAreaWeighting = false;
+    std::int32_t symmetryMode = 0;
+    std::int32_t minVertices = 4;     // the progressive mesh goes no lower
+    float colorCoef = 50.0f;
+    std::int32_t numThreads = 1;
+    std::int32_t memSpeedTradeOff = 1;
+};
+
+class YDecimatorCacheFile {
+public:
+    static constexpr std::int32_t kMagic = 0x314D5059;  // bytes "YPM1"
+    static constexpr std::int32_t kLayoutVersion = 1;
+
+    static KVProgressiveMeshHeader toHeader(const YDecimatorCacheInfo& info, std::uint64_t payloadSize,
+                                            std::uint32_t payloadChecksum);
+    // False, with `error`, when the header is not one this application wrote.
+    static bool fromHeader(const KVProgressiveMeshHeader& header, YDecimatorCacheInfo& info,
+                           std::uint64_t& payloadSize, std::uint32_t& payloadChecksum, std::string& error);
+
+    // Writes header and payload to `path` ("wb"). False, and no file left, on any failure.
+    static bool write(const KVString& path, const YDecimatorCacheInfo& info, const std::vector<std::uint8_t>& payload,
+                      std::string& error);
+    // Reads a whole cache. The file is hostile: its size must be exactly the header plus the
+    // payload size the header states, and the payload must match its checksum.
+    static bool read(const KVString& path, YDecimatorCacheInfo& info, std::vector<std::uint8_t>& payload,
+                     std::string& error);
+
+    // 32-bit FNV-1a, enough to catch a truncated or damaged cache.
+    static std::uint32_t checksum(const std::uint8_t* data, std::size_t size);
+};

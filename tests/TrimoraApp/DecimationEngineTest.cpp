@@ -1,0 +1,314 @@
+// Decimation engine: targets, locks, attributes, symmetry, orientation, threads and cancel.
+#include <gtest/gtest.h>
+
+#include "DecimationModel.h"
+#include "DecimationTestMeshes.h"
+
+using namespace dtest;
+
+namespace {
+
+DecimationMesh run(const DecimationMesh& in, DecimationOptions o) {
+    DecimationMesh out;
+    DecimationResult r = decimateMesh(in, o, out);
+    EXPECT_TRUE(r.ok) << r.error;
+    EXPECT_FALSE(r.cancelled);
+    return out;
+}
+
+std::set<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>> pointSet(const DecimationMesh& m) {
+    std::set<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>> s;
+    for (const KVVector3f& p : m.points) s.insert(bits(p));
+    return s;
+}
+
+TEST(DecimationEngine, ReachesTargetsOnClosedSurfaceWithoutDefects) {
+    DecimationMesh in = sphere(40, 64);
+    for (std::int64_t target : {1200, 400, 60}) {
+        DecimationOptions o;
+        o.targetVertices = target;
+        DecimationMesh out = run(in, o);
+        EXPECT_TRUE(withinPercent(out.vertexCount(), target)) << out.vertexCount() << " for " << target;
+        EXPECT_EQ(topologyDefects(out), 0);
+        EXPECT_EQ(flippedAgainst(in, out), 0);
+        // A closed surface stays closed: Euler characteristic of a sphere.
+        EXPECT_EQ(std::int64_t(out.vertexCount()) * 2 - 4, std::int64_t(out.triangleCount()));
+        for (const KVVector3f& p : out.points) {
+            double r = std::sqrt(p.x * p.x + p.y * p.y + p.z * p.z);
+            EXPECT_NEAR(r, 1.0, 0.15);
+        }
+    }
+}
+
+TEST(DecimationEngine, BordersFrozenBitExactAndOtherwiseKeptOnTheirLine) {
+    DecimationMesh in = patch(40);
+    std::map<std::pair<int, int>, int> edges;
+    for (std::size_t t = 0; t < in.triangleCount(); ++t)
+        for (int k = 0; k < 3; ++k) {
+            int a = in.triangles[3 * t + k], b = in.triangles[3 * t + (k + 1) % 3];
+            ++edges[{std::min(a, b), std::max(a, b)}];
+        }
+    std::set<int> border;
+    for (auto& e : edges)
+        if (e.second == 1) border.insert(e.first.first), border.insert(e.first.second);
+    ASSERT_EQ(border.size(), 156u);
+
+    DecimationOptions o;
+    o.targetVertices = 400;
+    o.freezeBorder = true;
+    DecimationMesh out = run(in, o);
+    EXPECT_TRUE(withinPercent(out.vertexCount(), 400));
+    auto have = pointSet(out);
+    for (int v : border) EXPECT_TRUE(have.count(bits(in.points[v]))) << "border vertex " << v << " lost";
+    EXPECT_EQ(topologyDefects(out), 0);
+    EXPECT_EQ(flippedAgainst(in, out), 0);
+
+    // Unfrozen, the border thins out but stays on the square's outline.
+    o.freezeBorder = false;
+    o.targetVertices = 150;
+    out = run(in, o);
+    EXPECT_TRUE(withinPercent(out.vertexCount(), 150));
+    int onOutline = 0;
+    for (const KVVector3f& p : out.points)
+        onOutline += std::fabs(std::fabs(p.x) - 1) < 1e-4 || std::fabs(std::fabs(p.y) - 1) < 1e-4;
+    EXPECT_GT(onOutline, 8);
+    EXPECT_LT(onOutline, 156);
+    for (const KVVector3f& p : out.points) {
+        EXPECT_LE(std::fabs(p.x), 1.0001f);
+        EXPECT_LE(std::fabs(p.y), 1.0001f);
+    }
+    EXPECT_EQ(topologyDefects(out), 0);
+}
+
+TEST(DecimationEngine, UVsFollowTheirChartAndSeamsStaySeams) {
+    const double pi = 3.14159265358979323846;
+    DecimationMesh in = sphere(30, 48, 0.05, true, true);
+    DecimationOptions o;
+    o.targetVertices = 300;
+    o.keepUVs = true;
+    o.useColors = true;
+    DecimationMesh out = run(in, o);
+    EXPECT_TRUE(withinPercent(out.vertexCount(), 300));
+    ASSERT_EQ(out.cornerUVs.size(), out.triangles.size());
+    ASSERT_EQ(out.colors.size(), out.points.size());
+    EXPECT_EQ(topologyDefects(out), 0);
+    std::map<int, std::set<std::pair<float, float>>> uvsAt;
+    for (std::size_t c = 0; c < out.triangles.size(); ++c) {
+        const KVVector2f uv = out.cornerUVs[c];
+        ASSERT_TRUE(uv.u >= 0.0f && uv.u <= 1.0f && uv.v >= 0.0f && uv.v <= 1.0f) << uv.u << " " << uv.v;
+        uvsAt[out.triangles[c]].insert({uv.u, uv.v});
+        // u follows the azimuth, so a UV dragged across the seam or to another chart shows.
+        const KVVector3f& p = out.points[out.triangles[c]];
+        if (std::fabs(p.z) > 0.95f) continue;  // azimuth is meaningless at the poles
+        double az = std::atan2(p.y, p.x) / (2 * pi);
+        if (az < 0) az += 1;
+        double d = std::fabs(az - uv.u);
+        d = std::min(d, std::fabs(d - 1));
+        EXPECT_LT(d, 0.04) << "corner " << c;
+    }
+    for (std::size_t t = 0; t < out.triangleCount(); ++t) {
+        float lo = 2, hi = -2;
+        for (int k = 0; k < 3; ++k) lo = std::min(lo, out.cornerUVs[3 * t + k].u), hi = std::max(hi, out.cornerUVs[3 * t + k].u);
+        EXPECT_LT(hi - lo, 0.5f) << "triangle " << t << " spans the seam";
+    }
+    int seamVertices = 0;
+    for (auto& e : uvsAt) {
+        const KVVector3f& p = out.points[e.first];
+        if (e.second.size() > 1 && std::fabs(p.z) < 0.95f) {
+            ++seamVertices;
+            EXPECT_GT(p.x, 0.0f);
+            EXPECT_NEAR(p.y, 0.0f, 1e-5f);  // seams only live on the first meridian
+        }
+    }
+    EXPECT_GE(seamVertices, 3);
+    for (std::uint32_t c : out.colors) EXPECT_TRUE(c == 0xFFE01010u || c == 0xFF1020C0u ||
+                                                   ((c >> 16 & 0xFF) >= 0x10 && (c >> 16 & 0xFF) <= 0xE0 &&
+                                                    (c & 0xFF) >= 0x10 && (c & 0xFF) <= 0xC0));
+}
+
+// Mean colour error against the input colour at the nearest input vertex.
+double colourError(const DecimationMesh& in, const DecimationMesh& out) {
+    double sum = 0;
+    for (std::size_t v = 0; v < out.points.size(); ++v) {
+        const KVVector3f& p = out.points[v];
+        std::size_t best = 0;
+        double bd = 1e300;
+        for (std::size_t w = 0; w < in.points.size(); ++w) {
+            const KVVector3f& q = in.points[w];
+            double d = (p.x - q.x) * (p.x - q.x) + (p.y - q.y) * (p.y - q.y) + (p.z - q.z) * (p.z - q.z);
+            if (d < bd) bd = d, best = w;
+        }
+        for (int s = 0; s < 24; s += 8)
+            sum += std::fabs(double(out.colors[v] >> s & 0xFF) - double(in.colors[best] >> s & 0xFF));
+    }
+    return sum / out.points.size();
+}
+
+TEST(DecimationEngine, ColourCoefficientKeepsColourBoundaries) {
+    DecimationMesh in = sphere(30, 48, 0.0, false, true, 0.31);
+    DecimationOptions o;
+    o.targetVertices = 200;
+    o.useColors = true;
+    o.colorCoef = 0;
+    double plain = colourError(in, run(in, o));
+    o.colorCoef = 100;
+    DecimationMesh out = run(in, o);
+    double steered = colourError(in, out);
+    EXPECT_TRUE(withinPercent(out.vertexCount(), 200));
+    EXPECT_LT(steered, plain * 0.7) << plain << " vs " << steered;
+}
+
+void expectMirrored(const DecimationMesh& out, int axis, double tol) {
+    for (const KVVector3f& p : out.points) {
+        KVVector3f q = p;
+        (&q.x)[axis] = -(&q.x)[axis];
+        double best = 1e300;
+        for (const KVVector3f& r : out.points)
+            best = std::min(best, double((r.x - q.x) * (r.x - q.x) + (r.y - q.y) * (r.y - q.y) + (r.z - q.z) * (r.z - q.z)));
+        EXPECT_LT(std::sqrt(best), tol) << p.x << " " << p.y << " " << p.z;
+    }
+}
+
+TEST(DecimationEngine, SymmetricInputGivesSymmetricResult) {
+    DecimationMesh in = sphere(30, 48, 0.1);
+    DecimationOptions o;
+    o.targetVertices = 250;
+    o.symmetry = SymmetryMode::X;
+    DecimationMesh out = run(in, o);
+    EXPECT_TRUE(withinPercent(out.vertexCount(), 250));
+    EXPECT_EQ(topologyDefects(out), 0);
+    expectMirrored(out, 0, 1e-4);
+
+    // The same surface turned so that its plane is y = 0: automatic symmetry finds it.
+    DecimationMesh turned = in;
+    for (KVVector3f& p : turned.points) std::swap(p.x, p.y);
+    for (std::size_t t = 0; t < turned.triangleCount(); ++t) std::swap(turned.triangles[3 * t + 1], turned.triangles[3 * t + 2]);
+    EXPECT_EQ(trimora_decimation::detectSymmetryAxis(turned.points), 1);
+    o.symmetry = SymmetryMode::Automatic;
+    out = run(turned, o);
+    expectMirrored(out, 1, 1e-4);
+    EXPECT_EQ(flippedAgainst(turned, out), 0);
+
+    // Without symmetry the result is free to drift off the mirror image.
+    o.symmetry = SymmetryMode::None;
+    out = run(in, o);
+    int unpaired = 0;
+    for (const KVVector3f& p : out.points) {
+        double best = 1e300;
+        for (const KVVector3f& r : out.points)
+            best = std::min(best, double((r.x + p.x) * (r.x + p.x) + (r.y - p.y) * (r.y - p.y) + (r.z - p.z) * (r.z - p.z)));
+        unpaired += best > 1e-8;
+    }
+    EXPECT_GT(unpaired, 0);
+}
+
+TEST(DecimationEngine, AsymmetricMeshHasNoAxis) {
+    DecimationMesh in = sphere(20, 32, 0.1);
+    for (KVVector3f& p : in.points) p.x += 0.2f * p.y * p.z + 0.05f * p.y;
+    EXPECT_EQ(trimora_decimation::detectSymmetryAxis(in.points), -1);
+    DecimationMesh flat = patch(10);  // its height is even in y
+    EXPECT_EQ(trimora_decimation::detectSymmetryAxis(flat.points), 1);
+    for (KVVector3f& p : flat.points) p.z += 0.1f * p.y;
+    EXPECT_EQ(trimora_decimation::detectSymmetryAxis(flat.points), -1);
+}
+
+TEST(DecimationEngine, MaskedVerticesStayBitExact) {
+    DecimationMesh in = sphere(30, 48);
+    in.mask.assign(in.points.size(), 0);
+    std::vector<int> masked;
+    for (std::size_t v = 0; v < in.points.size(); ++v)
+        if (in.points[v].z > 0.5f) in.mask[v] = 255, masked.push_back(int(v));
+    ASSERT_GT(masked.size(), 100u);
+    DecimationOptions o;
+    o.targetVertices = 600;
+    o.useMask = true;
+    DecimationMesh out = run(in, o);
+    EXPECT_TRUE(withinPercent(out.vertexCount(), 600));
+    auto have = pointSet(out);
+    for (int v : masked) EXPECT_TRUE(have.count(bits(in.points[v])));
+    ASSERT_EQ(out.mask.size(), out.points.size());
+    std::size_t maskedOut = 0;
+    for (std::uint8_t m : out.mask) maskedOut += m != 0;
+    EXPECT_EQ(maskedOut, masked.size());
+    EXPECT_EQ(topologyDefects(out), 0);
+}
+
+TEST(DecimationEngine, ThreadCountDoesNotChangeTheResult) {
+    DecimationMesh in = sphere(60, 96, 0.08, true, true);
+    DecimationOptions o;
+    o.targetVertices = 700;
+    o.keepUVs = o.useColors = true;
+    o.numThreads = 1;
+    DecimationMesh one = run(in, o);
+    o.numThreads = 2;
+    DecimationMesh two = run(in, o);
+    o.numThreads = 0;  // all processors
+    DecimationMesh all = run(in, o);
+    EXPECT_EQ(one.triangles, two.triangles);
+    EXPECT_EQ(one.triangles, all.triangles);
+    ASSERT_EQ(one.points.size(), two.points.size());
+    EXPECT_EQ(0, std::memcmp(one.points.data(), two.points.data(), one.points.size() * sizeof(KVVector3f)));
+    EXPECT_EQ(one.colors, two.colors);
+}
+
+TEST(DecimationEngine, CancelStopsEarly) {
+    DecimationMesh in = sphere(60, 96);
+    DecimationOptions o;
+    o.targetVertices = 100;
+    for (int allowed : {0, 1, 2}) {
+        int calls = 0;
+        std::int64_t lastDone = -1, lastTotal = -1;
+        DecimationCallbacks cb;
+        cb.progress = [&](std::int64_t done, std::int64_t total) {
+            lastDone = done, lastTotal = total;
+            return calls++ < allowed;
+        };
+        DecimationMesh out;
+        DecimationResult r = decimateMesh(in, o, out, cb);
+        EXPECT_FALSE(r.ok);
+        EXPECT_TRUE(r.cancelled);
+        EXPECT_EQ(calls, allowed + 1);
+        EXPECT_LT(lastDone, lastTotal);
+        EXPECT_EQ(lastTotal, std::int64_t(in.points.size()) - 100);
+    }
+}
+
+TEST(DecimationEngine, BadInputAnswersWithAnError) {
+    DecimationMesh in = patch(5);
+    DecimationMesh out;
+    DecimationOptions o;
+    o.targetVertices = 10;
+    in.triangles.push_back(0);
+    DecimationResult r = decimateMesh(in, o, out);
+    EXPECT_FALSE(r.ok);
+    EXPECT_FALSE(r.error.empty());
+    in.triangles.insert(in.triangles.end(), {1, 999});
+    r = decimateMesh(in, o, out);
+    EXPECT_FALSE(r.ok);
+    in = patch(5);
+    in.colors.assign(3, 0);
+    EXPECT_FALSE(decimateMesh(in, o, out).ok);
+    in = patch(5);
+    in.cornerUVs.assign(4, KVVector2f{0, 0});
+    o.keepUVs = true;
+    EXPECT_FALSE(decimateMesh(in, o, out).ok);
+    in = patch(5);
+    in.points[3].y = std::nanf("");
+    EXPECT_FALSE(decimateMesh(in, o, out).ok);
+    EXPECT_FALSE(decimateMesh(out, o, out).ok);
+}
+
+TEST(DecimationEngine, DuplicatePositionsAreWeldedAndTargetAboveSizeKeepsAll) {
+    // Two triangles that repeat their shared corners, as split files store them.
+    DecimationMesh in;
+    in.points = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {5, 5, 5}};
+    in.triangles = {0, 1, 2, 3, 4, 5};
+    DecimationOptions o;
+    o.targetVertices = 100;
+    DecimationMesh out = run(in, o);
+    EXPECT_EQ(out.vertexCount(), 4u);
+    EXPECT_EQ(out.triangleCount(), 2u);
+    EXPECT_EQ(topologyDefects(out), 0);
+}
+
+}  // namespace
