@@ -1,0 +1,251 @@
+// DecimationEngine: input checks, welding, the choice of reduction path and the output mesh.
+#include "DecimationEngine.h"
+
+#include <meshoptimizer.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <new>
+
+#include "DecimationModel.h"
+
+// Which path serves which job
+// ---------------------------
+// Every job is welded first (bit-identical positions become one vertex, UVs become wedges per
+// position and UV) and then reduced by our own edge collapse (EdgeCollapse.cpp): area-weighted
+// plane quadrics with border planes, an optimal position for edges away from borders, seams,
+// locks and the symmetry plane, colour spread weighted by colorCoef, UV wedges renamed chart by
+// chart (a corner only ever takes a UV of the same chart, so seams stay seams), mirrored pairs
+// collapsed together, masked and frozen-border vertices locked, and a face-orientation check
+// against both the current face and the original surface the face stands for. Its passes
+// evaluate every vertex's best collapse in parallel (numThreads) and apply the cheapest
+// independent ones in cost order, so thread count never changes the result.
+// meshoptimizer serves the welding (meshopt_generateVertexRemap). meshopt_simplify itself is the
+// benchmark's baseline, not a path: it cannot weigh colours or keep symmetry, leaves faces turned
+// against the input surface, places vertices only on existing ones, and measured slower than our
+// passes on two threads at a larger error.
+// The progressive history (ProgressiveMesh.cpp) records the same collapses and replays them.
+
+namespace trimora_decimation {
+
+namespace {
+
+bool finite(const KVVector3f& p) { return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z); }
+
+void bounds(const std::vector<KVVector3f>& positions, float lo[3], float hi[3]) {
+    for (int i = 0; i < 3; ++i) lo[i] = hi[i] = 0;
+    if (positions.empty()) return;
+    const float* f = &positions[0].x;
+    for (int i = 0; i < 3; ++i) lo[i] = hi[i] = f[i];
+    for (const KVVector3f& p : positions) {
+        const float* c = &p.x;
+        for (int i = 0; i < 3; ++i) lo[i] = std::min(lo[i], c[i]), hi[i] = std::max(hi[i], c[i]);
+    }
+}
+
+}  // namespace
+
+bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options, WorkMesh& mesh,
+                   std::string& error) {
+    const std::size_t n = input.points.size();
+    if (input.triangles.size() % 3 != 0) return error = "triangle list is not a multiple of 3", false;
+    if (n > std::size_t(INT32_MAX) || input.triangles.size() > std::size_t(INT32_MAX))
+        return error = "mesh too large", false;
+    if (input.hasColors() && input.colors.size() != n) return error = "one colour per vertex expected", false;
+    if (input.hasMask() && input.mask.size() != n) return error = "one mask value per vertex expected", false;
+    const bool uvs = options.keepUVs && input.hasUVs();
+    if (uvs && input.cornerUVs.size() != input.triangles.size())
+        return error = "one UV per triangle corner expected", false;
+    for (std::int32_t i : input.triangles)
+        if (i < 0 || std::size_t(i) >= n) return error = "triangle index out of range", false;
+    for (const KVVector3f& p : input.points)
+        if (!finite(p)) return error = "non-finite coordinate", false;
+
+    // Weld bit-identical positions; then keep only the vertices that triangles use.
+    std::vector<unsigned int> weld(n);
+    std::size_t welded = n ? meshopt_generateVertexRemap(weld.data(), nullptr, n, input.points.data(), n,
+                                                         sizeof(KVVector3f))
+                           : 0;
+    std::vector<std::int32_t> triangles;
+    triangles.reserve(input.triangles.size());
+    std::vector<std::int32_t> corners;  // input corner of each kept corner, for UVs
+    if (uvs) corners.reserve(input.triangles.size());
+    for (std::size_t t = 0; t + 2 < input.triangles.size(); t += 3) {
+        std::int32_t a = std::int32_t(weld[input.triangles[t]]), b = std::int32_t(weld[input.triangles[t + 1]]),
+                     c = std::int32_t(weld[input.triangles[t + 2]]);
+        if (a == b || b == c || a == c) continue;
+        triangles.push_back(a), triangles.push_back(b), triangles.push_back(c);
+        if (uvs)
+            for (int k = 0; k < 3; ++k) corners.push_back(std::int32_t(t + k));
+    }
+    std::vector<std::int32_t> compact(welded, -1);
+    std::int32_t used = 0;
+    for (std::int32_t& i : triangles) {
+        if (compact[i] < 0) compact[i] = used++;
+        i = compact[i];
+    }
+    mesh = WorkMesh();
+    mesh.positions.resize(used);
+    if (input.hasColors()) mesh.colors.resize(used);
+    if (input.hasMask()) mesh.mask.assign(used, 0);
+    for (std::size_t i = n; i-- > 0;) {  // backwards: the first of duplicates gives the colour
+        std::int32_t w = compact[weld[i]];
+        if (w < 0) continue;
+        mesh.positions[w] = input.points[i];
+        if (input.hasColors()) mesh.colors[w] = input.colors[i];
+        if (input.hasMask()) mesh.mask[w] = std::max(mesh.mask[w], input.mask[i]);
+    }
+    mesh.triangles = std::move(triangles);
+
+    if (uvs) {
+        struct Key {
+            std::int32_t vertex;
+            KVVector2f uv;
+        };
+        std::vector<Key> keys(corners.size());
+        for (std::size_t i = 0; i < corners.size(); ++i) keys[i] = {mesh.triangles[i], input.cornerUVs[corners[i]]};
+        std::vector<unsigned int> remap(keys.size());
+        std::size_t count = keys.empty() ? 0
+                                         : meshopt_generateVertexRemap(remap.data(), nullptr, keys.size(), keys.data(),
+                                                                       keys.size(), sizeof(Key));
+        mesh.wedgeUVs.resize(count);
+        mesh.wedges.resize(keys.size());
+        for (std::size_t i = 0; i < keys.size(); ++i) {
+            mesh.wedges[i] = std::int32_t(remap[i]);
+            mesh.wedgeUVs[remap[i]] = keys[i].uv;
+        }
+    }
+    return true;
+}
+
+void writeOutput(const WorkMesh& mesh, DecimationMesh& output) {
+    output = DecimationMesh();
+    std::vector<std::int32_t> map(mesh.positions.size(), -1);
+    std::size_t tris = 0;
+    for (std::size_t t = 0; t + 2 < mesh.triangles.size(); t += 3)
+        if (mesh.triangles[t] >= 0) {
+            ++tris;
+            for (int k = 0; k < 3; ++k) map[mesh.triangles[t + k]] = 0;
+        }
+    std::int32_t count = 0;
+    for (std::int32_t& m : map)
+        if (m == 0) m = count++;
+    output.points.resize(count);
+    if (!mesh.colors.empty()) output.colors.resize(count);
+    if (!mesh.mask.empty()) output.mask.resize(count);
+    for (std::size_t v = 0; v < map.size(); ++v) {
+        if (map[v] < 0) continue;
+        output.points[map[v]] = mesh.positions[v];
+        if (!mesh.colors.empty()) output.colors[map[v]] = mesh.colors[v];
+        if (!mesh.mask.empty()) output.mask[map[v]] = mesh.mask[v];
+    }
+    output.triangles.reserve(tris * 3);
+    if (!mesh.wedges.empty()) output.cornerUVs.reserve(tris * 3);
+    for (std::size_t t = 0; t + 2 < mesh.triangles.size(); t += 3) {
+        if (mesh.triangles[t] < 0) continue;
+        for (int k = 0; k < 3; ++k) {
+            output.triangles.push_back(map[mesh.triangles[t + k]]);
+            if (!mesh.wedges.empty()) output.cornerUVs.push_back(mesh.wedgeUVs[mesh.wedges[t + k]]);
+        }
+    }
+}
+
+std::vector<std::int32_t> findMirrorPartners(const std::vector<KVVector3f>& positions, int axis, double& centre) {
+    const std::int32_t n = std::int32_t(positions.size());
+    std::vector<std::int32_t> mirror(n, -1);
+    float lo[3], hi[3];
+    bounds(positions, lo, hi);
+    double diag = 0;
+    for (int i = 0; i < 3; ++i) diag += double(hi[i] - lo[i]) * (hi[i] - lo[i]);
+    diag = std::sqrt(diag);
+    centre = 0.5 * (double(lo[axis]) + hi[axis]);
+    if (n == 0 || !(diag > 0)) return mirror;
+    const double tol = 1e-5 * diag, cell = 2 * tol;
+    auto cellOf = [&](double c, int i) { return std::int64_t(std::floor((c - lo[i]) / cell)); };
+    auto key = [&](std::int64_t x, std::int64_t y, std::int64_t z) {
+        return (std::uint64_t(x & 0x1FFFFF) << 42) | (std::uint64_t(y & 0x1FFFFF) << 21) | std::uint64_t(z & 0x1FFFFF);
+    };
+    std::vector<std::pair<std::uint64_t, std::int32_t>> keys(n);
+    for (std::int32_t v = 0; v < n; ++v) {
+        const KVVector3f& p = positions[v];
+        keys[v] = {key(cellOf(p.x, 0), cellOf(p.y, 1), cellOf(p.z, 2)), v};
+    }
+    std::sort(keys.begin(), keys.end());
+    for (std::int32_t v = 0; v < n; ++v) {
+        double q[3] = {positions[v].x, positions[v].y, positions[v].z};
+        if (std::fabs(q[axis] - centre) <= tol) {
+            mirror[v] = v;
+            continue;
+        }
+        q[axis] = 2 * centre - q[axis];
+        std::int64_t c[3] = {cellOf(q[0], 0), cellOf(q[1], 1), cellOf(q[2], 2)};
+        double best = tol * tol;
+        for (int dx = -1; dx <= 1; ++dx)
+            for (int dy = -1; dy <= 1; ++dy)
+                for (int dz = -1; dz <= 1; ++dz) {
+                    std::uint64_t k = key(c[0] + dx, c[1] + dy, c[2] + dz);
+                    auto it = std::lower_bound(keys.begin(), keys.end(), std::make_pair(k, std::int32_t(-1)));
+                    for (; it != keys.end() && it->first == k; ++it) {
+                        const KVVector3f& p = positions[it->second];
+                        double d = (p.x - q[0]) * (p.x - q[0]) + (p.y - q[1]) * (p.y - q[1]) + (p.z - q[2]) * (p.z - q[2]);
+                        if (d <= best && it->second != v) best = d, mirror[v] = it->second;
+                    }
+                }
+    }
+    for (std::int32_t v = 0; v < n; ++v) {
+        std::int32_t w = mirror[v];
+        if (w >= 0 && w != v && mirror[w] != v) mirror[v] = -1;
+    }
+    return mirror;
+}
+
+int detectSymmetryAxis(const std::vector<KVVector3f>& positions) {
+    int best = -1;
+    std::size_t bestMatched = 0;
+    for (int axis = 0; axis < 3; ++axis) {
+        double centre;
+        std::vector<std::int32_t> mirror = findMirrorPartners(positions, axis, centre);
+        std::size_t matched = 0, onPlane = 0;
+        for (std::size_t v = 0; v < mirror.size(); ++v) {
+            matched += mirror[v] >= 0;
+            onPlane += mirror[v] == std::int32_t(v);
+        }
+        // Nearly every vertex must have a partner, and not merely by lying on the plane (a flat mesh).
+        if (matched >= positions.size() * 98 / 100 && onPlane < matched && matched > bestMatched) {
+            best = axis;
+            bestMatched = matched;
+        }
+    }
+    return best;
+}
+
+}  // namespace trimora_decimation
+
+DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptions& options, DecimationMesh& output,
+                              const DecimationCallbacks& callbacks) {
+    using namespace trimora_decimation;
+    DecimationResult result;
+    if (&input == &output) {
+        result.error = "output may not alias the input";
+        return result;
+    }
+    try {
+        WorkMesh mesh;
+        if (!buildWorkMesh(input, options, mesh, result.error)) return result;
+        std::int64_t target = std::max<std::int64_t>(options.targetVertices, 0);
+        result = collapseEdges(mesh, options, target, callbacks, nullptr);
+        if (!result.ok) return result;
+        writeOutput(mesh, output);
+    } catch (const std::bad_alloc&) {
+        result = DecimationResult();
+        result.error = "out of memory";
+    } catch (const std::exception& e) {
+        result = DecimationResult();
+        result.error = e.what();
+    } catch (...) {
+        result = DecimationResult();
+        result.error = "unexpected failure";
+    }
+    return result;
+}

@@ -1,0 +1,68 @@
+// The welded working mesh shared by the collapse engine, the progressive history and the output step.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "DecimationEngine.h"
+
+namespace trimora_decimation {
+
+// One vertex per distinct position; corners name a wedge (vertex + UV) when UVs are carried.
+struct WorkMesh {
+    std::vector<KVVector3f> positions;
+    std::vector<std::uint32_t> colors;     // per vertex, empty unless colours are carried
+    std::vector<std::uint8_t> mask;        // per vertex, empty unless the input has a mask
+    std::vector<std::int32_t> triangles;   // 3 vertex ids per triangle; -1 marks a removed one
+    std::vector<std::int32_t> wedges;      // 3 wedge ids per triangle, empty without UVs
+    std::vector<KVVector2f> wedgeUVs;
+};
+
+// One collapse: `removed` merges into `kept`, which then sits at `position` with `color`. The
+// wedge moves of this step are wedgeSteps[previous step's wedgeEnd, wedgeEnd).
+struct CollapseStep {
+    std::uint32_t removed;
+    std::uint32_t kept;
+    KVVector3f position;
+    std::uint32_t color;
+    std::uint32_t wedgeEnd;
+    std::uint32_t flags;  // kStepPairedWithNext: the mirror collapse follows and belongs to it
+};
+constexpr std::uint32_t kStepPairedWithNext = 1;
+
+// A wedge of the removed vertex renamed to a wedge of the kept one, whose UV becomes `uv`.
+struct WedgeStep {
+    std::uint32_t from;
+    std::uint32_t to;
+    KVVector2f uv;
+};
+
+struct CollapseLog {
+    std::vector<CollapseStep> steps;
+    std::vector<WedgeStep> wedgeSteps;
+};
+
+// Checks the input's sizes and indices; welds positions (bit-identical), UVs per position and
+// drops degenerate triangles and unreferenced vertices. False with `error` set on bad input.
+bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options, WorkMesh& mesh,
+                   std::string& error);
+
+// Collapses edges until `target` vertices remain or no allowed collapse is left. Appends every
+// collapse to `log` when given. `mesh` keeps the result (removed triangles marked -1).
+DecimationResult collapseEdges(WorkMesh& mesh, const DecimationOptions& options,
+                               std::int64_t target, const DecimationCallbacks& callbacks,
+                               CollapseLog* log);
+
+// Writes the live triangles and the vertices they use into `output`.
+void writeOutput(const WorkMesh& mesh, DecimationMesh& output);
+
+// For each vertex, its mirror image across the plane normal to `axis` through the bounding-box
+// centre (returned in `centre`): itself on the plane, -1 when it has none. Partners are mutual.
+std::vector<std::int32_t> findMirrorPartners(const std::vector<KVVector3f>& positions, int axis,
+                                             double& centre);
+
+// Mirror axis (0, 1, 2) across which the mesh is symmetric about its bounding-box centre, or -1.
+int detectSymmetryAxis(const std::vector<KVVector3f>& positions);
+
+}  // namespace trimora_decimation

@@ -1,0 +1,720 @@
+// EdgeCollapse: quadric edge collapse in passes of independent collapses, with colours, UV wedges, symmetry pairs and locks.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <thread>
+
+#include "DecimationModel.h"
+
+namespace trimora_decimation {
+namespace {
+
+struct Vec3 {
+    double x, y, z;
+};
+inline Vec3 vec(const KVVector3f& p) { return {p.x, p.y, p.z}; }
+inline Vec3 operator-(Vec3 a, Vec3 b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
+inline Vec3 operator+(Vec3 a, Vec3 b) { return {a.x + b.x, a.y + b.y, a.z + b.z}; }
+inline Vec3 operator*(Vec3 a, double s) { return {a.x * s, a.y * s, a.z * s}; }
+inline double dot(Vec3 a, Vec3 b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+inline Vec3 cross(Vec3 a, Vec3 b) {
+    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+
+// Symmetric 4x4 plane quadric: xx xy xz xw yy yz yw zz zw ww.
+struct Quadric {
+    double q[10] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    void addPlane(Vec3 n, double d, double w) {
+        q[0] += w * n.x * n.x; q[1] += w * n.x * n.y; q[2] += w * n.x * n.z; q[3] += w * n.x * d;
+        q[4] += w * n.y * n.y; q[5] += w * n.y * n.z; q[6] += w * n.y * d;
+        q[7] += w * n.z * n.z; q[8] += w * n.z * d; q[9] += w * d * d;
+    }
+    void add(const Quadric& o) {
+        for (int i = 0; i < 10; ++i) q[i] += o.q[i];
+    }
+    double eval(Vec3 p) const {
+        double r = q[0] * p.x * p.x + 2 * q[1] * p.x * p.y + 2 * q[2] * p.x * p.z + 2 * q[3] * p.x +
+                   q[4] * p.y * p.y + 2 * q[5] * p.y * p.z + 2 * q[6] * p.y + q[7] * p.z * p.z +
+                   2 * q[8] * p.z + q[9];
+        return r > 0 ? r : 0;
+    }
+    // The point of least error, when the quadric is well conditioned.
+    bool optimum(Vec3& p) const {
+        double a = q[0], b = q[1], c = q[2], d = q[4], e = q[5], f = q[7];
+        double det = a * (d * f - e * e) - b * (b * f - c * e) + c * (b * e - c * d);
+        double scale = a + d + f;
+        if (!(std::fabs(det) > 1e-9 * scale * scale * scale)) return false;
+        double inv = 1.0 / det;
+        double rx = -q[3], ry = -q[6], rz = -q[8];
+        p.x = inv * (rx * (d * f - e * e) - b * (ry * f - e * rz) + c * (ry * e - d * rz));
+        p.y = inv * (a * (ry * f - e * rz) - rx * (b * f - c * e) + c * (b * rz - c * ry));
+        p.z = inv * (a * (d * rz - ry * e) - b * (b * rz - c * ry) + rx * (b * e - c * d));
+        return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
+    }
+};
+
+// Area-weighted colour spread: error(c) = area*|c|^2 - 2 c.sum + sq.
+struct ColorQuadric {
+    double area = 0, r = 0, g = 0, b = 0, sq = 0;
+    void add(const ColorQuadric& o) { area += o.area; r += o.r; g += o.g; b += o.b; sq += o.sq; }
+    double eval(const float c[4]) const {
+        double e = area * (double(c[1]) * c[1] + double(c[2]) * c[2] + double(c[3]) * c[3]) -
+                   2 * (c[1] * r + c[2] * g + c[3] * b) + sq;
+        return e > 0 ? e : 0;
+    }
+};
+
+inline void unpack(std::uint32_t c, float out[4]) {
+    for (int i = 0; i < 4; ++i) out[i] = float((c >> (24 - 8 * i)) & 0xFF) / 255.0f;
+}
+inline std::uint32_t pack(const float c[4]) {
+    std::uint32_t r = 0;
+    for (int i = 0; i < 4; ++i) {
+        float v = std::min(std::max(c[i], 0.0f), 1.0f);
+        r |= std::uint32_t(v * 255.0f + 0.5f) << (24 - 8 * i);
+    }
+    return r;
+}
+inline std::uint32_t lerpColor(std::uint32_t a, std::uint32_t b, float t) {
+    float ca[4], cb[4], c[4];
+    unpack(a, ca);
+    unpack(b, cb);
+    for (int i = 0; i < 4; ++i) c[i] = ca[i] + (cb[i] - ca[i]) * t;
+    return pack(c);
+}
+
+struct Neighbour {
+    std::int32_t vertex;
+    int count;        // triangles on the edge
+    std::int32_t wedgeHere, wedgeThere;
+    bool seam;        // the wedges differ between the edge's triangles
+};
+
+struct Ring {
+    std::vector<std::int32_t> tris;
+    std::vector<Neighbour> nbs;
+    int borderEdges = 0, seamEdges = 0;
+    bool nonManifold = false;
+    const Neighbour* find(std::int32_t x) const {
+        for (const Neighbour& n : nbs)
+            if (n.vertex == x) return &n;
+        return nullptr;
+    }
+};
+
+struct Candidate {
+    float cost;
+    std::int32_t v, u;
+    float t;       // where the kept vertex lands between v (0) and u (1), for attributes
+    bool full;     // the kept vertex moves to `p`
+    KVVector3f p;
+};
+
+struct Undo {
+    std::vector<std::int32_t> tris;        // id, 3 vertices, 3 wedges
+    std::vector<std::pair<std::int32_t, KVVector2f>> uvs;
+};
+
+class Collapser {
+public:
+    Collapser(WorkMesh& mesh, const DecimationOptions& options, CollapseLog* log)
+        : m(mesh), o(options), log(log) {}
+
+    DecimationResult run(std::int64_t target, const DecimationCallbacks& callbacks);
+
+private:
+    WorkMesh& m;
+    const DecimationOptions& o;
+    CollapseLog* log;
+    std::int32_t vertexCount = 0;
+    bool uvs = false, colors = false, colorsSteer = false;
+    int threads = 1;
+    double colorWeight = 0;
+    int mirrorAxis = -1;
+    double mirrorCentre = 0;
+
+    std::vector<Quadric> quadric;
+    std::vector<ColorQuadric> colorQuadric;
+    std::vector<Vec3> normalSum;        // original surface orientation each vertex stands for
+    std::vector<std::uint8_t> alive, locked, feature, touched;
+    std::vector<std::int32_t> mirror;
+    std::vector<std::int32_t> liveTris, adjStart, adjTris, mergeHead, mergeNext;
+
+    Vec3 pos(std::int32_t v) const { return vec(m.positions[v]); }
+    KVVector3f mirrored(KVVector3f p) const {
+        float* c = &p.x;
+        c[mirrorAxis] = float(2 * mirrorCentre - c[mirrorAxis]);
+        return p;
+    }
+    void buildAdjacency();
+    void gatherTriangles(std::int32_t v, std::vector<std::int32_t>& out) const;
+    void ring(std::int32_t v, Ring& r) const;
+    void setup();
+    void computeMirror();
+    bool symmetryAllows(std::int32_t v, std::int32_t u, bool& fullAllowed) const;
+    bool validate(std::int32_t v, std::int32_t u, Vec3 p, bool full, const Ring& rv, Ring& ru,
+                  std::vector<std::pair<std::int32_t, std::int32_t>>& wedgeMap) const;
+    bool flipsAny(std::int32_t moved, std::int32_t other, Vec3 p, const Ring& r) const;
+    bool evaluate(std::int32_t v, Ring& rv, Ring& ru,
+                  std::vector<std::pair<std::int32_t, std::int32_t>>& map, Candidate& out) const;
+    bool apply(const Candidate& c, Ring& rv, Ring& ru,
+               std::vector<std::pair<std::int32_t, std::int32_t>>& map, Undo* undo,
+               std::vector<WedgeStep>& wedgeSteps, CollapseStep& step);
+    void undoCollapse(const Candidate& c, const Undo& undo, const Quadric& q, const ColorQuadric& cq,
+                      Vec3 n, KVVector3f p, std::uint32_t color);
+    template <class F>
+    void parallelFor(std::int32_t n, F f) const;
+};
+
+template <class F>
+void Collapser::parallelFor(std::int32_t n, F f) const {
+    int k = std::max(1, std::min(threads, int(n / 4096) + 1));
+    if (k == 1) {
+        f(0, 0, n);
+        return;
+    }
+    std::vector<std::thread> pool;
+    for (int i = 0; i < k; ++i) {
+        std::int32_t b = std::int32_t(std::int64_t(n) * i / k);
+        std::int32_t e = std::int32_t(std::int64_t(n) * (i + 1) / k);
+        pool.emplace_back([=] { f(i, b, e); });
+    }
+    for (std::thread& t : pool) t.join();
+}
+
+void Collapser::buildAdjacency() {
+    std::vector<std::int32_t> compact;
+    compact.reserve(liveTris.size());
+    for (std::int32_t t : liveTris)
+        if (m.triangles[3 * t] >= 0) compact.push_back(t);
+    liveTris.swap(compact);
+    std::fill(adjStart.begin(), adjStart.end(), 0);
+    for (std::int32_t t : liveTris)
+        for (int k = 0; k < 3; ++k) ++adjStart[m.triangles[3 * t + k] + 1];
+    for (std::int32_t v = 0; v < vertexCount; ++v) adjStart[v + 1] += adjStart[v];
+    adjTris.resize(liveTris.size() * 3);
+    std::vector<std::int32_t> fill(adjStart.begin(), adjStart.end() - 1);
+    for (std::int32_t t : liveTris)
+        for (int k = 0; k < 3; ++k) adjTris[fill[m.triangles[3 * t + k]]++] = t;
+    std::fill(mergeHead.begin(), mergeHead.end(), -1);
+    std::fill(touched.begin(), touched.end(), 0);
+}
+
+// Triangles around v: its own list plus those of the vertices merged into it this pass.
+void Collapser::gatherTriangles(std::int32_t v, std::vector<std::int32_t>& out) const {
+    out.clear();
+    std::int32_t stack[64];
+    int top = 0;
+    stack[top++] = v;
+    while (top > 0) {
+        std::int32_t x = stack[--top];
+        for (std::int32_t i = adjStart[x]; i < adjStart[x + 1]; ++i) {
+            std::int32_t t = adjTris[i];
+            const std::int32_t* tri = &m.triangles[3 * t];
+            if (tri[0] == v || tri[1] == v || tri[2] == v) out.push_back(t);
+        }
+        for (std::int32_t y = mergeHead[x]; y >= 0 && top < 64; y = mergeNext[y]) stack[top++] = y;
+    }
+}
+
+void Collapser::ring(std::int32_t v, Ring& r) const {
+    gatherTriangles(v, r.tris);
+    r.nbs.clear();
+    r.borderEdges = r.seamEdges = 0;
+    r.nonManifold = false;
+    for (std::int32_t t : r.tris) {
+        const std::int32_t* tri = &m.triangles[3 * t];
+        int k = tri[0] == v ? 0 : tri[1] == v ? 1 : 2;
+        std::int32_t wv = uvs ? m.wedges[3 * t + k] : -1;
+        for (int j = 1; j < 3; ++j) {
+            int kx = (k + j) % 3;
+            std::int32_t x = tri[kx];
+            std::int32_t wx = uvs ? m.wedges[3 * t + kx] : -1;
+            Neighbour* n = nullptr;
+            for (Neighbour& e : r.nbs)
+                if (e.vertex == x) n = &e;
+            if (!n) {
+                r.nbs.push_back({x, 1, wv, wx, false});
+            } else {
+                ++n->count;
+                if (n->wedgeHere != wv || n->wedgeThere != wx) n->seam = true;
+            }
+        }
+    }
+    for (const Neighbour& n : r.nbs) {
+        if (n.count == 1) ++r.borderEdges;
+        else if (n.seam) ++r.seamEdges;
+        if (n.count > 2) r.nonManifold = true;
+    }
+}
+
+void Collapser::computeMirror() {
+    int axis = -1;
+    if (o.symmetry == SymmetryMode::X) axis = 0;
+    if (o.symmetry == SymmetryMode::Y) axis = 1;
+    if (o.symmetry == SymmetryMode::Z) axis = 2;
+    if (o.symmetry == SymmetryMode::Automatic) axis = detectSymmetryAxis(m.positions);
+    if (axis < 0 || vertexCount == 0) return;
+    mirrorAxis = axis;
+    mirror = findMirrorPartners(m.positions, axis, mirrorCentre);
+    // A locked vertex pins its partner, so that pairs can always move together.
+    for (std::int32_t v = 0; v < vertexCount; ++v) {
+        std::int32_t w = mirror[v];
+        if (w >= 0 && (locked[v] || locked[w])) locked[v] = locked[w] = 1;
+    }
+}
+
+void Collapser::setup() {
+    vertexCount = std::int32_t(m.positions.size());
+    uvs = !m.wedges.empty();
+    colors = !m.colors.empty();
+    colorsSteer = colors && o.useColors && o.colorCoef > 0;
+    threads = o.numThreads > 0 ? o.numThreads : int(std::thread::hardware_concurrency());
+    threads = std::max(1, std::min(threads, 64));
+    liveTris.clear();
+    for (std::int32_t t = 0; t < std::int32_t(m.triangles.size() / 3); ++t)
+        if (m.triangles[3 * t] >= 0) liveTris.push_back(t);
+    adjStart.assign(vertexCount + 1, 0);
+    mergeHead.assign(vertexCount, -1);
+    mergeNext.assign(vertexCount, -1);
+    touched.assign(vertexCount, 0);
+    alive.assign(vertexCount, 0);
+    locked.assign(vertexCount, 0);
+    feature.assign(vertexCount, 0);
+    quadric.assign(vertexCount, Quadric());
+    normalSum.assign(vertexCount, Vec3{0, 0, 0});
+    if (colors) colorQuadric.assign(vertexCount, ColorQuadric());
+    buildAdjacency();
+
+    double lo[3] = {1e300, 1e300, 1e300}, hi[3] = {-1e300, -1e300, -1e300};
+    for (const KVVector3f& p : m.positions) {
+        const float* c = &p.x;
+        for (int i = 0; i < 3; ++i) lo[i] = std::min(lo[i], double(c[i])), hi[i] = std::max(hi[i], double(c[i]));
+    }
+    double diag2 = 0;
+    for (int i = 0; i < 3; ++i) diag2 += (hi[i] - lo[i]) * (hi[i] - lo[i]);
+    double coef = std::min(std::max(double(o.colorCoef), 0.0), 100.0) / 100.0;
+    colorWeight = coef * coef * 0.0025 * diag2;
+
+    parallelFor(vertexCount, [&](int, std::int32_t b, std::int32_t e) {
+        Ring r;
+        for (std::int32_t v = b; v < e; ++v) {
+            ring(v, r);
+            if (r.tris.empty()) continue;
+            alive[v] = 1;
+            Quadric q;
+            Vec3 nsum{0, 0, 0};
+            double area = 0;
+            Vec3 pv = pos(v);
+            for (std::int32_t t : r.tris) {
+                const std::int32_t* tri = &m.triangles[3 * t];
+                Vec3 a = pos(tri[0]), bb = pos(tri[1]), c = pos(tri[2]);
+                Vec3 n = cross(bb - a, c - a);
+                double len = std::sqrt(dot(n, n));
+                nsum = nsum + n;
+                if (len <= 0) continue;
+                Vec3 un = n * (1.0 / len);
+                q.addPlane(un, -dot(un, a), 0.5 * len);
+                area += 0.5 * len / 3;
+                // Open edges get a plane across the face, so that borders keep their line.
+                for (int k = 0; k < 3; ++k) {
+                    std::int32_t x = tri[k];
+                    if (x == v) continue;
+                    const Neighbour* nb = r.find(x);
+                    if (nb && nb->count == 1) {
+                        Vec3 edge = pos(x) - pv;
+                        Vec3 bn = cross(edge, un);
+                        double bl = std::sqrt(dot(bn, bn));
+                        if (bl > 0) {
+                            bn = bn * (1.0 / bl);
+                            q.addPlane(bn, -dot(bn, pv), 4 * dot(edge, edge));
+                        }
+                    }
+                }
+            }
+            quadric[v] = q;
+            normalSum[v] = nsum;
+            bool seamVertex = false;
+            if (uvs) {
+                std::int32_t first = -1;
+                for (std::int32_t t : r.tris) {
+                    const std::int32_t* tri = &m.triangles[3 * t];
+                    std::int32_t w = m.wedges[3 * t + (tri[0] == v ? 0 : tri[1] == v ? 1 : 2)];
+                    if (first < 0) first = w;
+                    else if (w != first) seamVertex = true;
+                }
+            }
+            feature[v] = r.borderEdges > 0 || seamVertex || r.seamEdges > 0;
+            locked[v] = r.nonManifold || (o.freezeBorder && r.borderEdges > 0) ||
+                        (o.useMask && !m.mask.empty() && m.mask[v] != 0);
+            if (colors) {
+                float c[4];
+                unpack(m.colors[v], c);
+                ColorQuadric& cq = colorQuadric[v];
+                cq.area = area;
+                cq.r = area * c[1], cq.g = area * c[2], cq.b = area * c[3];
+                cq.sq = area * (double(c[1]) * c[1] + double(c[2]) * c[2] + double(c[3]) * c[3]);
+            }
+        }
+    });
+    computeMirror();
+}
+
+// Symmetric meshes collapse in mirrored pairs: a vertex on the plane only onto the plane, a
+// vertex off it only where its partner can follow.
+bool Collapser::symmetryAllows(std::int32_t v, std::int32_t u, bool& fullAllowed) const {
+    if (mirror.empty()) return true;
+    std::int32_t mv = mirror[v], mu = mirror[u];
+    if ((mv < 0) != (mu < 0)) return false;
+    if (mv < 0) return true;
+    if (mv == v) {
+        fullAllowed = false;
+        return mu == u;
+    }
+    if (mv == u) return false;
+    if (mu == u) fullAllowed = false;
+    return true;
+}
+
+// True when moving `moved` to p (with `other` merging into it) turns a face too far or flat.
+bool Collapser::flipsAny(std::int32_t moved, std::int32_t other, Vec3 p, const Ring& r) const {
+    Vec3 merged = normalSum[moved] + normalSum[other];
+    for (std::int32_t t : r.tris) {
+        const std::int32_t* tri = &m.triangles[3 * t];
+        if (tri[0] == other || tri[1] == other || tri[2] == other) continue;
+        Vec3 a = pos(tri[0]), b = pos(tri[1]), c = pos(tri[2]);
+        Vec3 n0 = cross(b - a, c - a);
+        Vec3 na = tri[0] == moved ? p : a, nb = tri[1] == moved ? p : b, nc = tri[2] == moved ? p : c;
+        Vec3 n1 = cross(nb - na, nc - na);
+        double l0 = dot(n0, n0), l1 = dot(n1, n1);
+        if (!(l1 > 1e-24 * (l0 + 1e-300))) return true;
+        double d = dot(n0, n1);
+        if (o.avoidNormalReverse) {
+            if (d * std::fabs(d) < 0.04 * l0 * l1) return true;
+            Vec3 ref = merged;
+            for (int k = 0; k < 3; ++k)
+                if (tri[k] != moved) ref = ref + normalSum[tri[k]];
+            if (dot(n1, ref) <= 0) return true;
+        } else if (d <= 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool Collapser::validate(std::int32_t v, std::int32_t u, Vec3 p, bool full, const Ring& rv, Ring& ru,
+                         std::vector<std::pair<std::int32_t, std::int32_t>>& wedgeMap) const {
+    if (!alive[v] || !alive[u] || locked[v] || rv.nonManifold) return false;
+    const Neighbour* nb = rv.find(u);
+    if (!nb) return false;
+    if (rv.borderEdges > 0 && nb->count != 1) return false;
+    int features = rv.borderEdges + (uvs ? rv.seamEdges : 0);
+    bool edgeFeature = nb->count == 1 || (uvs && nb->seam);
+    if (features > 2 || (features == 2 && !edgeFeature)) return false;
+    bool fullAllowed = true;
+    if (!symmetryAllows(v, u, fullAllowed)) return false;
+    if (full && (!fullAllowed || locked[u])) return false;
+    // Corners of v take the wedge u has in the same chart; every chart of v must reach u.
+    wedgeMap.clear();
+    if (uvs) {
+        for (std::int32_t t : rv.tris) {
+            const std::int32_t* tri = &m.triangles[3 * t];
+            int kv = -1, ku = -1;
+            for (int k = 0; k < 3; ++k) {
+                if (tri[k] == v) kv = k;
+                if (tri[k] == u) ku = k;
+            }
+            if (ku < 0) continue;
+            std::int32_t from = m.wedges[3 * t + kv], to = m.wedges[3 * t + ku];
+            bool seen = false;
+            for (auto& e : wedgeMap)
+                if (e.first == from) {
+                    if (e.second != to) return false;
+                    seen = true;
+                }
+            if (!seen) wedgeMap.push_back({from, to});
+        }
+        for (std::int32_t t : rv.tris) {
+            const std::int32_t* tri = &m.triangles[3 * t];
+            int kv = tri[0] == v ? 0 : tri[1] == v ? 1 : 2;
+            bool seen = false;
+            for (auto& e : wedgeMap) seen = seen || e.first == m.wedges[3 * t + kv];
+            if (!seen) return false;
+        }
+        if (full && wedgeMap.size() != 1) return false;
+    }
+    // Link condition: the edge's only shared neighbours are its opposite corners.
+    ring(u, ru);
+    if (ru.nonManifold) return false;
+    int common = 0;
+    for (const Neighbour& a : rv.nbs)
+        if (a.vertex != u && ru.find(a.vertex)) ++common;
+    if (common != nb->count) return false;
+    // A vertex of valence 3 folds its last face onto u: that face must not exist already.
+    if (rv.tris.size() <= 3)
+        for (std::int32_t t : rv.tris) {
+            const std::int32_t* a = &m.triangles[3 * t];
+            if (a[0] == u || a[1] == u || a[2] == u) continue;
+            for (std::int32_t s : ru.tris) {
+                const std::int32_t* b = &m.triangles[3 * s];
+                int same = 0;
+                for (int i = 0; i < 3; ++i)
+                    for (int j = 0; j < 3; ++j) same += (a[i] == v ? u : a[i]) == b[j];
+                if (same == 3) return false;
+            }
+        }
+    if (flipsAny(v, u, p, rv)) return false;
+    if (full && flipsAny(u, v, p, ru)) return false;
+    return true;
+}
+
+bool Collapser::evaluate(std::int32_t v, Ring& rv, Ring& ru,
+                         std::vector<std::pair<std::int32_t, std::int32_t>>& map, Candidate& out) const {
+    if (!alive[v] || locked[v]) return false;
+    ring(v, rv);
+    if (rv.nonManifold || rv.tris.empty()) return false;
+    int features = rv.borderEdges + (uvs ? rv.seamEdges : 0);
+    if (features > 2) return false;
+    Candidate options[64];
+    int n = 0;
+    Vec3 pv = pos(v);
+    float cv[4];
+    if (colors) unpack(m.colors[v], cv);
+    for (const Neighbour& nb : rv.nbs) {
+        if (n == 64) break;
+        std::int32_t u = nb.vertex;
+        if (rv.borderEdges > 0 && nb.count != 1) continue;
+        bool edgeFeature = nb.count == 1 || (uvs && nb.seam);
+        if (features == 2 && !edgeFeature) continue;
+        bool fullAllowed = !locked[u] && !feature[u] && !feature[v] && features == 0;
+        if (!symmetryAllows(v, u, fullAllowed)) continue;
+        Quadric q = quadric[v];
+        q.add(quadric[u]);
+        Vec3 pu = pos(u);
+        Candidate c{0, v, u, 1.0f, false, m.positions[u]};
+        double cost = q.eval(pu);
+        if (fullAllowed) {
+            Vec3 p;
+            Vec3 e = pu - pv;
+            double e2 = dot(e, e);
+            Vec3 mid = (pv + pu) * 0.5;
+            if (!q.optimum(p) || dot(p - mid, p - mid) > e2) p = mid;
+            double pc = q.eval(p);
+            if (pc < cost) {
+                cost = pc;
+                c.full = true;
+                c.p = KVVector3f{float(p.x), float(p.y), float(p.z)};
+                double t = e2 > 0 ? dot(vec(c.p) - pv, e) / e2 : 0.5;
+                c.t = float(std::min(std::max(t, 0.0), 1.0));
+            }
+        }
+        if (colorsSteer) {
+            ColorQuadric cq = colorQuadric[v];
+            cq.add(colorQuadric[u]);
+            float cu[4], cn[4];
+            unpack(m.colors[u], cu);
+            for (int i = 0; i < 4; ++i) cn[i] = cv[i] + (cu[i] - cv[i]) * c.t;
+            cost += colorWeight * cq.eval(cn);
+        }
+        if (!std::isfinite(cost)) continue;
+        c.cost = float(cost);
+        options[n++] = c;
+    }
+    std::sort(options, options + n, [](const Candidate& a, const Candidate& b) { return a.cost < b.cost; });
+    for (int i = 0; i < n && i < 3; ++i) {
+        if (validate(v, options[i].u, vec(options[i].p), options[i].full, rv, ru, map)) {
+            out = options[i];
+            return true;
+        }
+    }
+    return false;
+}
+
+bool Collapser::apply(const Candidate& c, Ring& rv, Ring& ru,
+                      std::vector<std::pair<std::int32_t, std::int32_t>>& map, Undo* undo,
+                      std::vector<WedgeStep>& wedgeSteps, CollapseStep& step) {
+    std::int32_t v = c.v, u = c.u;
+    ring(v, rv);
+    if (!validate(v, u, vec(c.p), c.full, rv, ru, map)) return false;
+    std::uint32_t newColor = colors ? lerpColor(m.colors[v], m.colors[u], c.t) : 0;
+    for (std::int32_t t : rv.tris) {
+        std::int32_t* tri = &m.triangles[3 * t];
+        std::int32_t* w = uvs ? &m.wedges[3 * t] : nullptr;
+        if (undo) {
+            undo->tris.push_back(t);
+            for (int k = 0; k < 3; ++k) undo->tris.push_back(tri[k]);
+            for (int k = 0; k < 3; ++k) undo->tris.push_back(w ? w[k] : -1);
+        }
+        if (tri[0] == u || tri[1] == u || tri[2] == u) {
+            tri[0] = tri[1] = tri[2] = -1;
+            continue;
+        }
+        for (int k = 0; k < 3; ++k)
+            if (tri[k] == v) {
+                tri[k] = u;
+                if (w)
+                    for (auto& e : map)
+                        if (e.first == w[k]) {
+                            w[k] = e.second;
+                            break;
+                        }
+            }
+    }
+    if (uvs) {
+        if (c.full) {
+            // One chart on each side: the kept wedge slides with the vertex.
+            std::int32_t from = map[0].first, to = map[0].second;
+            if (undo) undo->uvs.push_back({to, m.wedgeUVs[to]});
+            KVVector2f a = m.wedgeUVs[from], b = m.wedgeUVs[to];
+            m.wedgeUVs[to] = KVVector2f{a.u + (b.u - a.u) * c.t, a.v + (b.v - a.v) * c.t};
+        }
+        for (auto& e : map) wedgeSteps.push_back({std::uint32_t(e.first), std::uint32_t(e.second), m.wedgeUVs[e.second]});
+    }
+    m.positions[u] = c.p;
+    if (colors) {
+        m.colors[u] = newColor;
+        colorQuadric[u].add(colorQuadric[v]);
+    }
+    quadric[u].add(quadric[v]);
+    normalSum[u] = normalSum[u] + normalSum[v];
+    alive[v] = 0;
+    touched[v] = touched[u] = 1;
+    mergeNext[v] = mergeHead[u];
+    mergeHead[u] = v;
+    step = CollapseStep{std::uint32_t(v), std::uint32_t(u), c.p, newColor, 0, 0};
+    return true;
+}
+
+void Collapser::undoCollapse(const Candidate& c, const Undo& undo, const Quadric& q, const ColorQuadric& cq,
+                             Vec3 n, KVVector3f p, std::uint32_t color) {
+    for (std::size_t i = 0; i < undo.tris.size(); i += 7) {
+        std::int32_t t = undo.tris[i];
+        for (int k = 0; k < 3; ++k) m.triangles[3 * t + k] = undo.tris[i + 1 + k];
+        if (uvs)
+            for (int k = 0; k < 3; ++k) m.wedges[3 * t + k] = undo.tris[i + 4 + k];
+    }
+    for (auto& e : undo.uvs) m.wedgeUVs[e.first] = e.second;
+    m.positions[c.u] = p;
+    if (colors) {
+        m.colors[c.u] = color;
+        colorQuadric[c.u] = cq;
+    }
+    quadric[c.u] = q;
+    normalSum[c.u] = n;
+    alive[c.v] = 1;
+    touched[c.v] = 0;
+    mergeHead[c.u] = mergeNext[c.v];
+    mergeNext[c.v] = -1;
+}
+
+DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& callbacks) {
+    DecimationResult result;
+    setup();
+    std::int64_t live = 0;
+    for (std::uint8_t a : alive) live += a;
+    const std::int64_t total = std::max<std::int64_t>(live - target, 0);
+    std::int64_t done = 0;
+    auto report = [&]() { return !callbacks.progress || callbacks.progress(done, total); };
+    if (!report()) {
+        result.cancelled = true;
+        result.error = "cancelled";
+        return result;
+    }
+    std::vector<std::vector<Candidate>> perThread(threads);
+    std::vector<Candidate> candidates;
+    Ring rv, ru;
+    std::vector<std::pair<std::int32_t, std::int32_t>> map;
+    std::vector<WedgeStep> wedgeSteps;
+    Undo undo;
+    bool firstPass = true;
+    while (live > target) {
+        if (!firstPass) buildAdjacency();
+        firstPass = false;
+        for (auto& list : perThread) list.clear();
+        parallelFor(vertexCount, [&](int i, std::int32_t b, std::int32_t e) {
+            Ring a, c;
+            std::vector<std::pair<std::int32_t, std::int32_t>> wm;
+            Candidate cand;
+            for (std::int32_t v = b; v < e; ++v)
+                if (evaluate(v, a, c, wm, cand)) perThread[i].push_back(cand);
+        });
+        candidates.clear();
+        for (auto& list : perThread) candidates.insert(candidates.end(), list.begin(), list.end());
+        std::sort(candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) {
+            return a.cost < b.cost || (a.cost == b.cost && a.v < b.v);
+        });
+        std::int64_t remaining = live - target;
+        std::int64_t goal = remaining > 256 ? remaining / 2 : remaining;
+        std::int64_t applied = 0;
+        std::size_t sinceReport = 0;
+        for (const Candidate& c : candidates) {
+            if (applied >= goal) break;
+            if (++sinceReport == 8192) {
+                sinceReport = 0;
+                if (!report()) break;
+            }
+            if (touched[c.v] || touched[c.u]) continue;
+            bool pair = !mirror.empty() && mirror[c.v] >= 0 && mirror[c.v] != c.v;
+            Candidate mc{};
+            if (pair) {
+                mc = c;
+                mc.v = mirror[c.v];
+                mc.u = mirror[c.u];
+                mc.p = c.full ? mirrored(c.p) : m.positions[mc.u];
+                if (touched[mc.v] || (touched[mc.u] && mc.u != c.u)) continue;
+            }
+            Quadric savedQ = quadric[c.u];
+            ColorQuadric savedC = colors ? colorQuadric[c.u] : ColorQuadric();
+            Vec3 savedN = normalSum[c.u];
+            KVVector3f savedP = m.positions[c.u];
+            std::uint32_t savedColor = colors ? m.colors[c.u] : 0;
+            undo.tris.clear();
+            undo.uvs.clear();
+            std::size_t wedgeMark = wedgeSteps.size();
+            CollapseStep first{}, second{};
+            if (!apply(c, rv, ru, map, pair ? &undo : nullptr, wedgeSteps, first)) continue;
+            first.wedgeEnd = std::uint32_t(wedgeSteps.size());
+            if (pair) {
+                if (!apply(mc, rv, ru, map, nullptr, wedgeSteps, second)) {
+                    undoCollapse(c, undo, savedQ, savedC, savedN, savedP, savedColor);
+                    wedgeSteps.resize(wedgeMark);
+                    continue;
+                }
+                second.wedgeEnd = std::uint32_t(wedgeSteps.size());
+                first.flags = kStepPairedWithNext;
+            }
+            if (log) {
+                std::uint32_t base = std::uint32_t(log->wedgeSteps.size());
+                log->wedgeSteps.insert(log->wedgeSteps.end(), wedgeSteps.begin() + wedgeMark, wedgeSteps.end());
+                first.wedgeEnd = first.wedgeEnd - std::uint32_t(wedgeMark) + base;
+                log->steps.push_back(first);
+                if (pair) {
+                    second.wedgeEnd = second.wedgeEnd - std::uint32_t(wedgeMark) + base;
+                    log->steps.push_back(second);
+                }
+            }
+            wedgeSteps.clear();
+            applied += pair ? 2 : 1;
+            live -= pair ? 2 : 1;
+            done += pair ? 2 : 1;
+        }
+        if (!report()) {
+            result.cancelled = true;
+            result.error = "cancelled";
+            return result;
+        }
+        if (applied == 0) break;
+    }
+    result.ok = true;
+    return result;
+}
+
+}  // namespace
+
+DecimationResult collapseEdges(WorkMesh& mesh, const DecimationOptions& options, std::int64_t target,
+                               const DecimationCallbacks& callbacks, CollapseLog* log) {
+    Collapser c(mesh, options, log);
+    return c.run(target, callbacks);
+}
+
+}  // namespace trimora_decimation
