@@ -1,10 +1,11 @@
-// plastra-sim: a host simulator that loads Trimora.so and calls its commands as a host script would.
+// plastra-sim: a host simulator that loads Trimora.so and runs host-script flows through its commands.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "DecimateFlow.h"
 #include "PluginModule.h"
 #include "native/KVModuleSymbols.h"
 
@@ -14,7 +15,9 @@ void usage(FILE* out) {
     std::fprintf(out,
                  "usage: plastra-sim commands\n"
                  "       plastra-sim call NAME [--text T] [--value V]\n"
-                 "       plastra-sim demo\n");
+                 "       plastra-sim demo\n"
+                 "       plastra-sim decimate [INPUT.obj] [-o OUTPUT.obj] [--percent P | --vertices N] [options]\n"
+                 "       plastra-sim decimate --help\n");
 }
 
 int listCommands(const PluginModule& plugin) {
@@ -96,12 +99,27 @@ int main(int argc, char** argv) {
         usage(argc < 2 ? stderr : stdout);
         return argc < 2 ? 2 : 0;
     }
+    const std::string verb = argv[1];
+    DecimateOptions decimateOptions;
+    if (verb == "decimate") {
+        // Arguments first: a typing error should not wait for the module.
+        for (int i = 2; i < argc; ++i)
+            if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
+                std::fputs(decimateUsage(), stdout);
+                return 0;
+            }
+        std::string error;
+        if (!parseDecimateArguments(argc - 2, argv + 2, decimateOptions, error)) {
+            std::fprintf(stderr, "plastra-sim: %s\n%s", error.c_str(), decimateUsage());
+            return kDecimateUsage;
+        }
+    }
     PluginModule plugin;
     if (!plugin.load()) {
         std::fprintf(stderr, "plastra-sim: cannot load %s: %s\n", plugin.path().c_str(), plugin.error().c_str());
         return 1;
     }
-    const std::string verb = argv[1];
+    if (verb == "decimate") return runDecimate(plugin, decimateOptions, stdout, stderr);
     if (verb == "commands") return listCommands(plugin);
     if (verb == "call") return callCommand(plugin, argc, argv);
     if (verb == "demo") return demo(plugin);
