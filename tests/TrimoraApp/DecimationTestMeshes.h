@@ -110,7 +110,8 @@ inline int topologyDefects(const DecimationMesh& m) {
     return defects;
 }
 
-// Faces whose normal points against the input's vertex normal nearest to the face's centre.
+// Faces whose normal points against the input's surface near them: the unit vertex normals of
+// the input vertices nearest to the face's corners and centre, summed.
 inline int flippedAgainst(const DecimationMesh& input, const DecimationMesh& out) {
     std::vector<KVVector3f> vn(input.points.size(), KVVector3f{0, 0, 0});
     for (std::size_t t = 0; t < input.triangleCount(); ++t) {
@@ -120,13 +121,11 @@ inline int flippedAgainst(const DecimationMesh& input, const DecimationMesh& out
             a.x += n.x, a.y += n.y, a.z += n.z;
         }
     }
-    int flipped = 0;
-    for (std::size_t t = 0; t < out.triangleCount(); ++t) {
-        KVVector3f c{0, 0, 0};
-        for (int k = 0; k < 3; ++k) {
-            const KVVector3f& p = out.points[out.triangles[3 * t + k]];
-            c.x += p.x / 3, c.y += p.y / 3, c.z += p.z / 3;
-        }
+    for (KVVector3f& n : vn) {
+        float l = std::sqrt(n.x * n.x + n.y * n.y + n.z * n.z);
+        if (l > 0) n.x /= l, n.y /= l, n.z /= l;
+    }
+    auto nearest = [&](const KVVector3f& c) {
         std::size_t best = 0;
         double bestD = 1e300;
         for (std::size_t v = 0; v < input.points.size(); ++v) {
@@ -134,8 +133,21 @@ inline int flippedAgainst(const DecimationMesh& input, const DecimationMesh& out
             double d = (p.x - c.x) * (p.x - c.x) + (p.y - c.y) * (p.y - c.y) + (p.z - c.z) * (p.z - c.z);
             if (d < bestD) bestD = d, best = v;
         }
-        KVVector3f n = normalOf(out, t);
-        if (n.x * vn[best].x + n.y * vn[best].y + n.z * vn[best].z <= 0) ++flipped;
+        return vn[best];
+    };
+    int flipped = 0;
+    for (std::size_t t = 0; t < out.triangleCount(); ++t) {
+        KVVector3f c{0, 0, 0}, ref{0, 0, 0};
+        for (int k = 0; k < 3; ++k) {
+            const KVVector3f& p = out.points[out.triangles[3 * t + k]];
+            c.x += p.x / 3, c.y += p.y / 3, c.z += p.z / 3;
+            KVVector3f n = nearest(p);
+            ref.x += n.x, ref.y += n.y, ref.z += n.z;
+        }
+        KVVector3f n = nearest(c);
+        ref.x += n.x, ref.y += n.y, ref.z += n.z;
+        n = normalOf(out, t);
+        if (n.x * ref.x + n.y * ref.y + n.z * ref.z <= 0) ++flipped;
     }
     return flipped;
 }

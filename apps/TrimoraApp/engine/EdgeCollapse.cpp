@@ -394,7 +394,9 @@ bool Collapser::flipsAny(std::int32_t moved, std::int32_t other, Vec3 p, const R
             Vec3 ref = merged;
             for (int k = 0; k < 3; ++k)
                 if (tri[k] != moved) ref = ref + normalSum[tri[k]];
-            if (dot(n1, ref) <= 0) return true;
+            // Against the original surface the face stands for: slivers turn freely otherwise.
+            double r = dot(n1, ref);
+            if (r <= 0 || r * r < 0.09 * l1 * dot(ref, ref)) return true;
         } else if (d <= 0) {
             return true;
         }
