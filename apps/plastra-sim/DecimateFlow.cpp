@@ -468,6 +468,11 @@ JobEnd Flow::runJob(const std::string& jobPath, std::string& failure) {
         sleepMs(100);
     }
     m_display.finish();
+    if (!cancelling && !vanished) {
+        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_stageStart).count();
+        std::fprintf(m_out, "TrimoraApp: %s finished in %.1f s\n", fileNameOf(jobPath).c_str(), seconds);
+        std::fflush(m_out);
+    }
     // The running file goes last; the process follows it at once. Wait for it, so nothing is left.
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (runningApplications() > 0 && std::chrono::steady_clock::now() < limit) sleepMs(20);

@@ -129,6 +129,9 @@ std::string ProgressDisplay::render(float fraction, const std::string& markup) c
 void ProgressDisplay::update(float fraction, const std::string& markup) {
     if (m_terminal) {
         const std::string line = render(fraction, markup);
+        // Polls come faster than the record changes: redraw only what differs.
+        if (m_live && line == m_lastKey) return;
+        m_lastKey = line;
         std::fputs(line.c_str(), m_out);
         std::fflush(m_out);
         m_live = true;
@@ -159,8 +162,10 @@ void ProgressDisplay::message(const std::string& text) {
 
 void ProgressDisplay::finish() {
     if (m_live) {
-        std::fputs("\n", m_out);
+        // The live line has served; the summary follows on a clean line.
+        std::fprintf(m_out, "\r%s", kClearToEnd);
         std::fflush(m_out);
         m_live = false;
     }
+    m_lastKey.clear();
 }

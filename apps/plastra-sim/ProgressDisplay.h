@@ -17,7 +17,7 @@ public:
     void update(float fraction, const std::string& markup);
     // A message of its own line; a live line is cleared first and drawn again at the next update.
     void message(const std::string& text);
-    // Ends the live line, if any.
+    // Clears the live line, if any.
     void finish();
 
     bool isTerminal() const { return m_terminal; }
