@@ -1,7 +1,9 @@
 // TrimoraApp jobs: batches in order, progressive-mesh caches, job-file flags, the running file and cancel.
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -154,6 +156,37 @@ TEST(AppJob, RunByHandCreatesTheRunningFileAndReportsSteps) {
     EXPECT_TRUE(sawStep);
     EXPECT_FALSE(pathExists(job + ".running"));
     EXPECT_TRUE(readMesh(out).ok);
+}
+
+// Starts a long one-mesh job and waits until the engine is at work on it.
+void startLongJob(TempFolder& folder, std::unique_ptr<AppProcess>& app) {
+    const std::string job = folder.file("job.txt"), in = folder.file("in.kel");
+    GridOptions o;
+    o.n = 400;
+    ASSERT_TRUE(KVKelWriter::writeFile(KVString(in.c_str()), makeGrid(o)));
+    ASSERT_TRUE(writeJob(job, Lines{{"InputFile", in}, {"OutputFile", folder.file("out.kel")},
+                                    {"DecimationTargetPourcent", "1"}} + kAxes));
+    app.reset(new AppProcess(job, job + ".stderr"));
+    ASSERT_TRUE(app->started());
+    KVProgressBar bar;
+    const bool reducing = waitFor([&] {
+        return (readRecord(job + ".running", bar) && bar.getStepTitle().startsWith("Decimating")) || app->exited();
+    });
+    ASSERT_TRUE(reducing && !app->exited()) << app->stderrText();
+}
+
+TEST(AppJob, TerminationSignalCleansUpLikeACancel) {
+    TempFolder folder;
+    std::unique_ptr<AppProcess> app;
+    ASSERT_NO_FATAL_FAILURE(startLongJob(folder, app));
+    app->sendSignal(SIGTERM);
+    EXPECT_EQ(app->wait(), 1) << app->stderrText();
+    EXPECT_FALSE(pathExists(folder.file("out.kel")));
+    EXPECT_FALSE(pathExists(folder.file("job.txt.running")));
+    EXPECT_TRUE(filesEndingWith(folder.path(), ".tmp").empty());
+    std::string log;
+    EXPECT_TRUE(readFile(folder.file("job.txt.log"), log));
+    EXPECT_NE(log.find("signal"), std::string::npos) << log;
 }
 
 TEST(AppJob, DeletingTheRunningFileStopsTheJobWithoutOutput) {

@@ -59,6 +59,9 @@ public:
     AppProcess& operator=(const AppProcess&) = delete;
 
     bool started() const { return m_pid > 0; }
+    void sendSignal(int signal) const {
+        if (m_pid > 0 && !m_exited) kill(m_pid, signal);
+    }
     bool exited() {
         if (m_exited || m_pid <= 0) return true;
         int status = 0;
