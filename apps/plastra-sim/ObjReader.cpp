@@ -100,6 +100,7 @@ struct Building {
     std::vector<int> globalIndex;                 // local -> global point
     std::unordered_map<int, int> sharedIndex;     // global -> local, for points another mesh owns
     bool severalMaterials = false;
+    bool hasUVs = false;  // set at its first corner with a UV; earlier faces get (0, 0)
 };
 
 class Parser {
@@ -349,8 +350,11 @@ bool Parser::face(const std::vector<std::string_view>& t) {
             b.severalMaterials = true;
     }
     for (int& p : m_cornerPoints) p = localPoint(p);
-    if (anyUV && b.mesh.uvs.empty()) b.mesh.uvs.resize(b.mesh.faces.size(), KVVector2f{0.0f, 0.0f});
-    const bool withUV = !b.mesh.uvs.empty();
+    if (anyUV && !b.hasUVs) {
+        b.hasUVs = true;
+        b.mesh.uvs.resize(b.mesh.faces.size(), KVVector2f{0.0f, 0.0f});
+    }
+    const bool withUV = b.hasUVs;
 
     auto emit = [&](std::size_t a, std::size_t c1, std::size_t c2, std::size_t c3, bool quad) {
         const std::size_t idx[4] = {a, c1, c2, c3};
