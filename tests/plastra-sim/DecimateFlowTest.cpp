@@ -1,0 +1,270 @@
+// "plastra-sim decimate" run as a person runs it: the real simulator, plug-in and decimation application.
+#define TINYOBJLOADER_IMPLEMENTATION
+#include <tiny_obj_loader.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "../qtutils/TestImages.h"
+#include "PluginHost.h"
+#include "SampleMesh.h"
+
+namespace {
+
+struct SimRun {
+    int status = -1;  // exit status, or 128 + signal
+    std::string out;
+    std::string err;
+};
+
+// The simulator as a child process, its output read through a pipe as it comes.
+class Sim {
+public:
+    explicit Sim(const std::vector<std::string>& args, const std::string& exe = "") {
+        const std::string path = exe.empty() ? PluginHost::executableFolder() + "/plastra-sim" : exe;
+        m_errPath = m_dir.file("stderr.txt");
+        int fds[2];
+        if (pipe(fds) != 0) return;
+        m_pid = fork();
+        if (m_pid == 0) {
+            dup2(fds[1], 1);
+            const int err = open(m_errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            dup2(err, 2);
+            close(fds[0]);
+            std::vector<char*> argv;
+            argv.push_back(const_cast<char*>(path.c_str()));
+            for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+            argv.push_back(nullptr);
+            execv(path.c_str(), argv.data());
+            _exit(127);
+        }
+        close(fds[1]);
+        m_out = fds[0];
+    }
+    ~Sim() {
+        if (m_out >= 0) close(m_out);
+        if (m_pid > 0 && !m_reaped) {
+            kill(m_pid, SIGKILL);
+            waitpid(m_pid, nullptr, 0);
+        }
+    }
+
+    pid_t pid() const { return m_pid; }
+
+    // Reads standard output until `text` shows up; false at its end.
+    bool waitFor(const std::string& text) {
+        char buf[4096];
+        while (m_text.find(text) == std::string::npos) {
+            const ssize_t n = read(m_out, buf, sizeof buf);
+            if (n <= 0) return false;
+            m_text.append(buf, static_cast<std::size_t>(n));
+        }
+        return true;
+    }
+
+    SimRun finish() {
+        waitFor(std::string(1, '\0'));  // everything up to the end
+        SimRun r;
+        int raw = 0;
+        waitpid(m_pid, &raw, 0);
+        m_reaped = true;
+        r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+        r.out = m_text;
+        readFile(m_errPath, r.err);
+        return r;
+    }
+
+private:
+    TempFolder m_dir;
+    std::string m_errPath;
+    pid_t m_pid = -1;
+    int m_out = -1;
+    bool m_reaped = false;
+    std::string m_text;
+};
+
+SimRun runSim(const std::vector<std::string>& args) { return Sim(args).finish(); }
+
+bool appBuilt() { return access((PluginHost::executableFolder() + "/TrimoraApp").c_str(), X_OK) == 0; }
+
+// A mesh written as an OBJ group, with per-corner UVs and negative (relative) indices.
+void appendGroup(std::string& obj, const ObjMesh& mesh, const std::string& group, float dx) {
+    for (const KVVector3f& p : mesh.points)
+        obj += "v " + std::to_string(p.x + dx) + " " + std::to_string(p.y) + " " + std::to_string(p.z) + "\n";
+    for (const KVVector2f& t : mesh.uvs) obj += "vt " + std::to_string(t.u) + " " + std::to_string(t.v) + "\n";
+    obj += "g " + group + "\nusemtl skin\n";
+    const long nv = static_cast<long>(mesh.points.size());
+    const long nt = static_cast<long>(mesh.uvs.size());
+    for (std::size_t f = 0; f < mesh.faceCount(); ++f) {
+        obj += "f";
+        for (int k = 0; k < 4; ++k)
+            obj += " " + std::to_string(mesh.faces[4 * f + k] - nv) + "/" + std::to_string(static_cast<long>(4 * f + k) - nt);
+        obj += "\n";
+    }
+}
+
+struct Scene {
+    TempFolder dir;
+    std::string obj;
+    testimages::Image picture = testimages::makeGradient(8, 6);
+    std::size_t verticesPerGroup = 0;
+};
+
+// Two closed textured meshes in two groups, their material's texture a real PNG.
+void writeScene(Scene& s) {
+    const ObjMesh mesh = SampleMesh::make(30, 20);
+    s.verticesPerGroup = mesh.points.size();
+    std::string text = "# two groups\nmtllib scene.mtl\n";
+    appendGroup(text, mesh, "left", -2.0f);
+    appendGroup(text, mesh, "right", 2.0f);
+    s.obj = s.dir.file("scene.obj");
+    ASSERT_TRUE(writeFile(s.obj, text));
+    ASSERT_TRUE(writeFile(s.dir.file("scene.mtl"), "newmtl skin\nKd 1 1 1\nmap_Kd skin.png\n"));
+    ASSERT_TRUE(testimages::writeBytes(s.dir.file("skin.png"), testimages::encodePng(s.picture)));
+}
+
+struct Loaded {
+    tinyobj::attrib_t attrib;
+    std::vector<tinyobj::shape_t> shapes;
+    std::vector<tinyobj::material_t> materials;
+};
+
+void load(const std::string& obj, Loaded& l) {
+    std::string warn, err;
+    ASSERT_TRUE(tinyobj::LoadObj(&l.attrib, &l.shapes, &l.materials, &warn, &err, obj.c_str(),
+                                 (obj.substr(0, obj.find_last_of('/') + 1)).c_str(), false))
+        << err;
+}
+
+std::size_t usedVertices(const tinyobj::shape_t& shape) {
+    std::set<int> used;
+    for (const tinyobj::index_t& i : shape.mesh.indices) used.insert(i.vertex_index);
+    return used.size();
+}
+
+// Processes anywhere on the machine whose command line mentions `text`.
+int processesMentioning(const std::string& text) {
+    int n = 0;
+    DIR* proc = opendir("/proc");
+    while (const dirent* e = proc ? readdir(proc) : nullptr) {
+        if (e->d_name[0] < '0' || e->d_name[0] > '9') continue;
+        std::ifstream in(std::string("/proc/") + e->d_name + "/cmdline", std::ios::binary);
+        std::string cmd((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        if (cmd.find(text) != std::string::npos) ++n;
+    }
+    if (proc) closedir(proc);
+    return n;
+}
+
+}  // namespace
+
+TEST(DecimateFlow, TwoTexturedGroupsComeBackDecimatedWithTheirMaterialsAndAConvertedTexture) {
+    if (!appBuilt()) GTEST_SKIP() << "TrimoraApp is not built";
+    Scene s;
+    writeScene(s);
+    TempFolder temp;
+    const std::string out = s.dir.file("out/result.obj");
+    const SimRun r = runSim({"decimate", s.obj, "-o", out, "--percent", "25", "--keep-uvs", "--temp", temp.path()});
+    ASSERT_EQ(r.status, 0) << r.err;
+
+    Loaded l;
+    load(out, l);
+    ASSERT_EQ(l.shapes.size(), 2u);
+    const std::size_t target = s.verticesPerGroup / 4;
+    std::size_t totalCorners = 0;
+    for (const tinyobj::shape_t& shape : l.shapes) {
+        EXPECT_NEAR(static_cast<double>(usedVertices(shape)), static_cast<double>(target), 0.1 * target);
+        for (const tinyobj::index_t& i : shape.mesh.indices) ASSERT_GE(i.texcoord_index, 0);
+        totalCorners += shape.mesh.indices.size();
+    }
+    EXPECT_FALSE(l.attrib.texcoords.empty());
+    // Each group has its material, and both name the texture converted to BMP beside the OBJ.
+    ASSERT_EQ(l.materials.size(), 3u);
+    std::string mtl;
+    ASSERT_TRUE(readFile(s.dir.file("out/result.mtl"), mtl));
+    EXPECT_NE(mtl.find("newmtl mat1\nmap_Kd skin.bmp\n"), std::string::npos) << mtl;
+    EXPECT_NE(mtl.find("newmtl mat2\nmap_Kd skin.bmp\n"), std::string::npos) << mtl;
+    std::string bmp;
+    ASSERT_TRUE(readFile(s.dir.file("out/skin.bmp"), bmp));
+    testimages::Image converted;
+    ASSERT_TRUE(testimages::decodeBmp(bmp, converted));
+    EXPECT_EQ(converted, s.picture);
+    // The person's files are untouched; the job's folder is gone.
+    EXPECT_TRUE(pathExists(s.dir.file("skin.png")));
+    EXPECT_TRUE(listFolder(temp.path()).empty());
+    // The summary names both meshes, their counts and the files written.
+    EXPECT_NE(r.out.find("left"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("right"), std::string::npos);
+    EXPECT_NE(r.out.find(std::to_string(s.verticesPerGroup) + " -> "), std::string::npos);
+    EXPECT_NE(r.out.find("  " + out + "\n"), std::string::npos);
+    EXPECT_NE(r.out.find("  " + s.dir.file("out/skin.bmp") + "\n"), std::string::npos);
+    EXPECT_GT(totalCorners, 0u);
+}
+
+TEST(DecimateFlow, ProgressiveJobDecimatesFromItsCachesToAVertexCount) {
+    if (!appBuilt()) GTEST_SKIP() << "TrimoraApp is not built";
+    Scene s;
+    writeScene(s);
+    TempFolder temp;
+    const std::string out = s.dir.file("pm.obj");
+    const SimRun r = runSim({"decimate", s.obj, "-o", out, "--vertices", "300", "--progressive", "--temp", temp.path()});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("build progressive meshes"), std::string::npos) << r.out;
+    Loaded l;
+    load(out, l);
+    ASSERT_EQ(l.shapes.size(), 2u);
+    EXPECT_NEAR(static_cast<double>(usedVertices(l.shapes[0]) + usedVertices(l.shapes[1])), 300.0, 30.0);
+    EXPECT_TRUE(listFolder(temp.path()).empty());
+}
+
+TEST(DecimateFlow, BadInputsAndAMissingApplicationEndWithAClearMessage) {
+    TempFolder dir;
+    SimRun r = runSim({"decimate", dir.file("none.obj")});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("no such input file: " + dir.file("none.obj")), std::string::npos) << r.err;
+
+    ASSERT_TRUE(writeFile(dir.file("bad.obj"), "v 0 0 0\nv 1 0 0\nf 1 2 3\n"));
+    r = runSim({"decimate", dir.file("bad.obj"), "-o", dir.file("x.obj")});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find(dir.file("bad.obj") + ":3: vertex index 3 out of range"), std::string::npos) << r.err;
+    EXPECT_FALSE(pathExists(dir.file("x.obj")));
+
+    EXPECT_EQ(runSim({"decimate", "--percent", "0"}).status, 2);
+    EXPECT_EQ(runSim({"decimate", "--percent", "5", "--vertices", "9"}).status, 2);
+    EXPECT_EQ(runSim({"decimate", "--symmetry", "w"}).status, 2);
+    EXPECT_EQ(runSim({"decimate", "-o", dir.file("x.ply")}).status, 2);
+
+    // A simulator and plug-in installed without the application beside them.
+    const std::string bin = PluginHost::executableFolder();
+    ASSERT_EQ(std::system(("cp '" + bin + "/plastra-sim' '" + bin + "/Trimora.so' '" + dir.path() + "'").c_str()), 0);
+    r = Sim({"decimate"}, dir.file("plastra-sim")).finish();
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("the decimation application is missing: " + dir.file("TrimoraApp")), std::string::npos)
+        << r.err;
+}
+
+TEST(DecimateFlow, InterruptStopsTheApplicationAndLeavesNothingBehind) {
+    if (!appBuilt()) GTEST_SKIP() << "TrimoraApp is not built";
+    TempFolder temp;
+    const std::string out = temp.file("sample.obj");
+    Sim sim({"decimate", "-o", out, "--temp", temp.path()});
+    // The built-in sample is large enough for the job to be well under way here.
+    ASSERT_TRUE(sim.waitFor("Decimating 1_sample"));
+    ASSERT_EQ(kill(sim.pid(), SIGINT), 0);
+    const SimRun r = sim.finish();
+    EXPECT_EQ(r.status, 130) << r.err;
+    EXPECT_NE(r.err.find("cancelled; TrimoraApp has stopped"), std::string::npos) << r.err;
+    EXPECT_FALSE(pathExists(out));
+    EXPECT_TRUE(listFolder(temp.path()).empty());
+    EXPECT_EQ(processesMentioning(temp.path()), 0);
+}
