@@ -134,5 +134,9 @@ std::vector<T> toVector(const KVArray<T>& a) {
 // Largest single allocation since the last reset (the test binary replaces operator new).
 std::size_t largestAllocation();
 void resetLargestAllocation();
+// Bytes held through operator new now, and their highest mark since resetPeakHeldBytes().
+std::size_t heldBytes();
+std::size_t peakHeldBytes();
+void resetPeakHeldBytes();
 
 }  // namespace keltest
