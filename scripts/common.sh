@@ -10,6 +10,8 @@ TRIMORA_PACKAGES=(
   libtinyobjloader-dev
   qt6-base-dev qt6-image-formats-plugins
   libmeshoptimizer-dev
+  # Hardening: libFuzzer and the sanitizers (clang), the 32-bit build.
+  clang libclang-rt-14-dev g++-multilib
 )
 
 log() { printf '\033[1m==> %s\033[0m\n' "$*" >&2; }

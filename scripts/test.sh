@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs every test.
+# Installs what is missing, builds, and runs every test; then the hardening stages
+# (sanitizers, 32-bit, fuzzing: scripts/ci-hardening.sh). TRIMORA_SKIP_HARDENING=1 runs the
+# default suite only.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
@@ -8,3 +10,7 @@ configure_and_build default
 log "testing (default)"
 cd "$ROOT"
 ctest --preset default -j "$(nproc)" --timeout 600
+
+if [[ "${TRIMORA_SKIP_HARDENING:-0}" != 1 ]]; then
+  "$ROOT/scripts/ci-hardening.sh"
+fi
