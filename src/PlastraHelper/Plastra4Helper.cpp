@@ -62,7 +62,10 @@ struct AWinLinks {
     static const char* name(AWin* w) { return Plastra4Helper::getWindowName(w); }
     static int pulldownCount(AWin* w) {
         AWinPulldown* menu = w ? AWinPulldownHelper::convertFromWin(w) : nullptr;
-        return menu ? AWinPulldownHelper::getWinsCount(menu) : -1;
+        if (menu == nullptr) return -1;
+        // A menu whose count reads negative has no items; it is still a menu, not a window with children.
+        const int count = AWinPulldownHelper::getWinsCount(menu);
+        return count < 0 ? 0 : count;
     }
     static AWin* pulldownItem(AWin* w, int i) {
         AWinPulldown* menu = w ? AWinPulldownHelper::convertFromWin(w) : nullptr;

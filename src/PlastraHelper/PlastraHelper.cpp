@@ -64,7 +64,10 @@ struct YWinLinks {
     static const char* name(YWin* x) { return w() ? w()->getWinName(x) : nullptr; }
     static int pulldownCount(YWin* x) {
         YPulldownWin* menu = w() ? w()->getPulldownWin(x) : nullptr;
-        return menu ? w()->getWinCountInPulldownWin(menu) : -1;
+        if (menu == nullptr) return -1;
+        // A menu whose count reads negative has no items; it is still a menu, not a window with children.
+        const int count = w()->getWinCountInPulldownWin(menu);
+        return count < 0 ? 0 : count;
     }
     static YWin* pulldownItem(YWin* x, int i) {
         return w() ? w()->getWinInPulldownWin(w()->getPulldownWin(x), i) : nullptr;

@@ -1,6 +1,8 @@
 // PlastraHelper: version classes, binding by build, texture, utility and window tree edits.
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "PlastraHelper/KVInfoMsg.h"
@@ -204,7 +206,8 @@ TEST_F(PlastraHelperTest, PathSearchIgnoresCaseAndLooksInsideUnnamedWindowsAndMe
         void* deep = h.window("Deep", target);
         void* loose = h.window("Loose");
         void* attached = h.window("Attached", t.root);
-        h.pulldown("Menu", t.c, {loose, attached});
+        void* menu = h.pulldown("Menu", t.c, {loose, attached});
+        h.window("Inner", menu);
         PlastraHelper::clear();
         ASSERT_TRUE(inits[i](h.hostData()));
         YWin* root = PlastraHelper::s_rootWindow;
@@ -217,6 +220,12 @@ TEST_F(PlastraHelperTest, PathSearchIgnoresCaseAndLooksInsideUnnamedWindowsAndMe
         EXPECT_EQ(PlastraHelper::getWindowFromPath(root, "C:Menu:loose"), loose);
         // A menu item that has a parent window is not one of the menu's items.
         EXPECT_EQ(PlastraHelper::getWindowFromPath(root, "C:Menu:Attached"), nullptr);
+        // A menu is searched through its items only, also when its count reads negative.
+        EXPECT_EQ(PlastraHelper::getWindowFromPath(root, "C:Menu:Inner"), nullptr);
+        const std::int32_t negative = -1;
+        std::memcpy(static_cast<char*>(menu) + layout->pulldownCount, &negative, sizeof negative);
+        EXPECT_EQ(PlastraHelper::getWindowFromPath(root, "C:Menu:Inner"), nullptr);
+        EXPECT_EQ(PlastraHelper::getWindowFromPath(root, "C:Menu:loose"), nullptr);
         EXPECT_EQ(PlastraHelper::getWindowFromPath(root, "A:Missing"), nullptr);
         EXPECT_EQ(PlastraHelper::getWindowFromPath(nullptr, "A"), nullptr);
         PlastraHelper::clear();
