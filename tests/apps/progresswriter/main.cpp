@@ -11,15 +11,19 @@
 //   holdms N           time with a task and no step, before the counted step (default 100)
 //   waitms N           length of the step without a total (default 200)
 //   stopOnCancel yes   stop when the progress-bar file disappears (the stop-all request)
-// Files it leaves beside the job file: <job>.arg ("argc=N", "arg=<argv[1]>", "pid=N"), and, when it
+// Files it leaves beside the job file: <job>.arg ("argc=N", "arg=<argv[1]>", "fds=<open descriptors,
+// comma-separated>", "pid=N"), and, when it
 // stopped on the stop-all request, <job>.stopped. Exit codes: 0 done, 2 usage, 3 stopped,
 // 4 no progress-bar file to open.
+#include <dirent.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "KVString.h"
 #include "ProgressBar/KVProgressBar.h"
@@ -139,6 +143,24 @@ private:
     KVProgressBar m_bar;
 };
 
+// The descriptors open at start, in increasing order ("0,1,2" when only the standard three were
+// inherited); the one that lists them is left out.
+std::string openDescriptors() {
+    DIR* dir = opendir("/proc/self/fd");
+    if (dir == nullptr) return "?";
+    std::vector<int> fds;
+    while (dirent* e = readdir(dir)) {
+        if (e->d_name[0] < '0' || e->d_name[0] > '9') continue;
+        const int fd = std::atoi(e->d_name);
+        if (fd != dirfd(dir)) fds.push_back(fd);
+    }
+    closedir(dir);
+    std::sort(fds.begin(), fds.end());
+    std::string text;
+    for (int fd : fds) text += (text.empty() ? "" : ",") + std::to_string(fd);
+    return text;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -147,7 +169,7 @@ int main(int argc, char** argv) {
     const char* valid = given.getValidFilePath();
     const std::string jobPath = valid ? valid : "";
     // Report how it was started before anything else, for the launch tests.
-    writeMarker(jobPath + ".arg", "argc=" + std::to_string(argc) + "\narg=" + argv[1] + "\npid=" +
+    writeMarker(jobPath + ".arg", "argc=" + std::to_string(argc) + "\narg=" + argv[1] + "\nfds=" + openDescriptors() + "\npid=" +
                                       std::to_string(getpid()) + "\n");
     if (argc != 2) return 2;
 
