@@ -3,9 +3,7 @@
 
 #include <cmath>
 
-YDecimatorInput::YDecimatorInput() : m_iFlipX(false), m_iFlipY(false), m_iFlipZ(false), m_iSwitchYZ(false) {
-    clear();
-}
+YDecimatorInput::YDecimatorInput() { clear(); }
 
 void YDecimatorInput::clear() {
     m_inputFile = KVString();
@@ -22,6 +20,12 @@ void YDecimatorInput::clear() {
     m_protectTopology = true;
     m_allowFinishStep = false;
     m_useAreaWeighting = false;
+    // The axis flags have no default of their own: false unless a file sets them, so a value
+    // from an earlier file never carries into the next read.
+    m_iFlipX = false;
+    m_iFlipY = false;
+    m_iFlipZ = false;
+    m_iSwitchYZ = false;
     m_keepUVs = false;
     m_useVtxColors = false;
     m_useVtxColorsCoef = 50.0f;

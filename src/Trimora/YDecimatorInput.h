@@ -7,13 +7,13 @@ class YDecimatorInput {
 public:
     enum SymmetryMode { kSymmetryNone = 0, kSymmetryX = 1, kSymmetryY = 2, kSymmetryZ = 3, kSymmetryAuto = 4 };
 
-    // Every field at its default; the four input-axis flags start false.
+    // Every field at its default (the four input-axis flags false).
     YDecimatorInput();
     YDecimatorInput(const YDecimatorInput& other) = default;
     YDecimatorInput& operator=(const YDecimatorInput& other) = default;
 
-    // Resets every field to its default except the four input-axis flags, which have no
-    // default and keep their values: a job file must always set all four.
+    // Resets every field to its default; the four input-axis flags become false, which is how
+    // a reader takes them when a file does not set them (writers still write all four).
     void clear();
 
     // Target vertex count for a mesh of numVertices: the target count when no percent was

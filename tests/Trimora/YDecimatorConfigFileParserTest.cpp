@@ -213,7 +213,7 @@ TEST(YDecimatorConfigFileParser, EndBatchWithOnlySeparatorsDoesNotClose) {
     EXPECT_EQ(job.m_input.m_numThread, 3);
 }
 
-TEST(YDecimatorConfigFileParser, EachParseStartsFromClearExceptTheIdsAndTheAxisFlags) {
+TEST(YDecimatorConfigFileParser, EachParseStartsFromClearExceptTheIds) {
     TempFolder dir;
     ASSERT_TRUE(writeFile(dir.file("a.ydc"),
                           "MessageChannelId = 1\nMessageReaderId = 2\nProcessId = 3\nQueueId = 4\n"
@@ -233,8 +233,8 @@ TEST(YDecimatorConfigFileParser, EachParseStartsFromClearExceptTheIdsAndTheAxisF
     EXPECT_EQ(job.m_input.m_numThread, 1);
     EXPECT_EQ(job.getNumBatches(), 0);
     EXPECT_FALSE(job.m_input.m_iFlipX);
-    // Not in file b: kept from file a, which is why writers always write all four.
-    EXPECT_TRUE(job.m_input.m_iSwitchYZ);
+    // Not in file b: read as false, not carried over from file a.
+    EXPECT_FALSE(job.m_input.m_iSwitchYZ);
     // A failed read still clears.
     EXPECT_FALSE(job.parseFile(dir.file("none.ydc").c_str()));
     EXPECT_EQ(job.m_input.m_numThread, 1);
