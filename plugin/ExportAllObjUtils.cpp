@@ -80,8 +80,8 @@ bool ExportAllObjUtils::exportDeclaredKel(const KVString& objPath, const KVArray
 
 void ExportAllObjUtils::writeObj(FILE* file, const KVString& path, const KVArray<KVString>& kelFiles,
                                  const KVArray<KVString>& textures) {
-    // Formatting overlaps the writing: the text of large meshes comes out at close to disk speed.
-    KVObjTextWriter obj(file, KVObjTextWriter::kDefaultBufferSize, true);
+    // Written on the host's script thread: a command starts no thread of its own in the host.
+    KVObjTextWriter obj(file, KVObjTextWriter::kDefaultBufferSize);
     obj.writeText(kObjHeaderLine);
     obj.writeText(kMakerAddressLine);
 

@@ -2,13 +2,17 @@
 #define TINYOBJLOADER_IMPLEMENTATION
 #include <tiny_obj_loader.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "PluginHost.h"
@@ -135,6 +139,38 @@ TEST(ExportOBJAllDeclaredKel, OffsetsAcrossMeshesFaceFormsAndUnreadableMeshes) {
         "f 15/37 16/38 20/39 19/40\nf 13/41 15/42 19/43 17/44\nf 14/45 16/46 20/47\n";
     EXPECT_EQ(readText(obj), expected);
     EXPECT_FALSE(pathExists(folder.file("all.mtl")));
+}
+
+// The export runs on the caller's thread: while the host is still blocked writing (the text is
+// larger than a pipe holds), the only thread added to the process is the test's own reader.
+TEST(ExportOBJAllDeclaredKel, WritesOnTheCallingThreadOnly) {
+    TempFolder folder;
+    Mesh big;
+    for (int i = 0; i < 4000; ++i) big.points.push_back({i * 0.5f, -i * 0.25f, 1.0f / float(i + 1)});
+    big.faces = {0, 1, 2, -1};
+    ASSERT_TRUE(writeKel(folder.file("big.kel"), big));
+    const std::string fifo = folder.file("out.obj");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+
+    const size_t threadsBefore = listFolder("/proc/self/task").size();
+    size_t threadsWhileWriting = 0;
+    std::string received;
+    std::thread reader([&] {
+        FILE* f = std::fopen(fifo.c_str(), "r");
+        if (f == nullptr) return;
+        int c = std::fgetc(f);
+        threadsWhileWriting = listFolder("/proc/self/task").size();
+        for (; c != EOF; c = std::fgetc(f)) received += static_cast<char>(c);
+        std::fclose(f);
+    });
+    EXPECT_EQ(exportDeclared({{folder.file("big.kel"), nullptr}}, fifo), 0.0f);
+    // Releases the reader should the export not have opened the file at all.
+    const int release = open(fifo.c_str(), O_WRONLY | O_NONBLOCK);
+    if (release >= 0) close(release);
+    reader.join();
+    ASSERT_GT(vLines(big).size(), 65536u);
+    EXPECT_EQ(received, kHeader + vLines(big) + "g subtool1\nf 1 2 3\n");
+    EXPECT_EQ(threadsWhileWriting, threadsBefore + 1);
 }
 
 // Only the second of three meshes is textured: defaultMat and mat2 only, named by file name.
