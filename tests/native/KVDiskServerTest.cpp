@@ -294,6 +294,34 @@ TEST_F(KVDiskServerTest, CopyFileIntoForeignProtectedFolderFails) {
     EXPECT_FALSE(exists(target));
 }
 
+// The lent folder is cut from the target as given: behind a "file:" prefix nothing is lent.
+TEST_F(KVDiskServerTest, CopyFileToAPrefixedTargetLendsNothing) {
+    const bool root = geteuid() == 0;
+    const std::string source = m_tmp / "source.bin";
+    const std::string folder = m_tmp / "readonly";
+    const std::string target = folder + "/copy.bin";
+    ASSERT_TRUE(writeText(source, "abc"));
+    ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
+    if (root) {
+        ASSERT_EQ(chmod(m_tmp.path().c_str(), 0755), 0);
+        ASSERT_EQ(chmod(source.c_str(), 0644), 0);
+        ASSERT_EQ(chown(folder.c_str(), nativetest::kNobody, nativetest::kNobody), 0);
+    }
+    ASSERT_EQ(chmod(folder.c_str(), 0555), 0);
+    const std::uint16_t before = KVDiskServer::getMode(ks(folder));
+
+    const int result = nativetest::runUnprivileged([&]() -> int {
+        if (KVDiskServer::copyFile(ks(source), ks("file:" + target))) return 30;
+        if (KVDiskServer::getMode(ks(folder)) != before) return 31;
+        return 0;
+    });
+    EXPECT_EQ(result, 0) << "30: copied through a lent folder, 31: mode changed";
+    EXPECT_FALSE(exists(target));
+    // Without the prefix the same copy borrows the permission and succeeds.
+    EXPECT_EQ(nativetest::runUnprivileged([&]() -> int { return KVDiskServer::copyFile(ks(source), ks(target)) ? 0 : 1; }), 0);
+    EXPECT_EQ(KVDiskServer::getMode(ks(folder)), before);
+}
+
 // A write that fails half-way (file size limit) deletes the partial target.
 TEST_F(KVDiskServerTest, CopyFileDeletesTheTargetAfterAFailedWrite) {
     const std::string source = m_tmp / "big.bin";

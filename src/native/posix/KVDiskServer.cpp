@@ -69,8 +69,8 @@ bool KVDiskServer::renameFile(const KVString& oldPath, const KVString& newPath) 
     return std::rename(from, to) == 0;
 }
 
-// The folder whose write permission is lent is taken from the valid-file-path
-// form of the target (the same path that is opened), so a "file:" or "!:" prefix does not hide it.
+// The folder whose write permission is lent is cut from the target as given, like every mode
+// operation here: a "file:" or "!:" target names no such folder, so nothing is lent for it.
 bool KVDiskServer::copyFile(const KVString& source, const KVString& target) {
     const char* sourcePath = validPath(source);
     const char* targetPath = validPath(target);
@@ -85,11 +85,12 @@ bool KVDiskServer::copyFile(const KVString& source, const KVString& target) {
     FILE* out = std::fopen(targetPath, "wb");
     if (out == s_invalidFile) {
         // 3. Lend write permission to the target's folder when there is one.
-        const char* sep = std::strrchr(targetPath, '/');
-        const char* backSep = std::strrchr(targetPath, '\\');
+        const char* given = givenPath(target);
+        const char* sep = std::strrchr(given, '/');
+        const char* backSep = std::strrchr(given, '\\');
         if (backSep != nullptr && (sep == nullptr || backSep > sep)) sep = backSep;
-        if (sep != nullptr && sep > targetPath) {
-            folder.path.assign(targetPath, static_cast<std::size_t>(sep - targetPath));
+        if (sep != nullptr && sep > given) {
+            folder.path.assign(given, static_cast<std::size_t>(sep - given));
             folder.mode = getMode(KVString(folder.path.c_str()));
             // A mode of 0 means the folder's status could not be read: nothing to lend.
             if (folder.mode != 0 &&
