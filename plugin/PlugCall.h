@@ -1,6 +1,7 @@
 // The one calling form of every exported command, and the way to define a command.
 #pragma once
 
+#include <climits>
 #include <cstdint>
 
 // Result of every command. The host script reads it as a float.
@@ -31,8 +32,14 @@ constexpr float kTrue = 1.2f;
 constexpr float kFalse = 0.2f;
 inline float flag(bool b) { return b ? kTrue : kFalse; }
 inline float biasedInt(int n) { return static_cast<float>(n) + 0.2f; }
-// Integers read from `value` get a small bias before truncation toward zero.
-inline int intFromValue(double value, double bias) { return static_cast<int>(value + bias); }
+// Integers read from `value` get a small bias before truncation toward zero. NaN and values
+// beyond the int range answer INT_MIN, a negative index or offset that the commands refuse, so a
+// wild script number never becomes a far address.
+inline int intFromValue(double value, double bias) {
+    const double v = value + bias;
+    if (!(v > -2147483649.0 && v < 2147483648.0)) return INT_MIN;
+    return static_cast<int>(v);
+}
 
 // Runs a command body; no exception may cross into the host, so any escape answers `onError`.
 float guard(float (*body)(const PlugArgs&), const PlugArgs& args, float onError) noexcept;

@@ -1,6 +1,7 @@
 // The mesh registry commands through the loaded module: declarations, deletion and host-memory boxes.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -89,6 +90,11 @@ TEST(InitBBox3D, RefusesNullBlockAndWritesNothingForANegativeIndex) {
     const std::vector<float> before = floatsAt(boxes.get(), 0, 6);
     EXPECT_EQ(host().call("InitBBox3D", nullptr, -2.0, boxes.get(), 24), 0.0f);
     EXPECT_EQ(floatsAt(boxes.get(), 0, 6), before);
+    // Numbers beyond the int range, and NaN, are no index either.
+    for (double wild : {1e12, -1e12, 2147483647.95, std::nan("")}) {
+        EXPECT_EQ(host().call("InitBBox3D", nullptr, wild, boxes.get(), 24), 0.0f) << wild;
+        EXPECT_EQ(floatsAt(boxes.get(), 0, 6), before) << wild;
+    }
 }
 
 TEST(AddBBox3D, EmptyFirstBoxTakesTheSecondWhole) {
@@ -150,6 +156,7 @@ TEST(GetBBoxFromKelFile, RefusesBlocksItCannotAddress) {
     EXPECT_EQ(host().call("GetBBoxFromKelFile", dir.file("m.kel").c_str(), 48.0, nullptr, 0), -1.0f);
     auto b = block(24, '\x44');
     EXPECT_EQ(host().call("GetBBoxFromKelFile", dir.file("m.kel").c_str(), -24.0, b.get(), 24), -1.0f);
+    EXPECT_EQ(host().call("GetBBoxFromKelFile", dir.file("m.kel").c_str(), 1e12, b.get(), 24), -1.0f);
     EXPECT_EQ(b[0], '\x44');
 }
 
