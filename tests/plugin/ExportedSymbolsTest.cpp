@@ -45,3 +45,11 @@ TEST(ExportedSymbols, ExportListNamesExactlyTheCommandTable) {
     EXPECT_EQ(table.size(), plug::kCommandCount);
     EXPECT_EQ(listed, table);
 }
+
+TEST(ExportedSymbols, EveryCommandOfTheTableIsExported) {
+    std::vector<std::string> names;
+    ASSERT_TRUE(KVModuleSymbols::listExportedDefinedSymbols(sharedPluginHost().getModulePath(), names));
+    const std::set<std::string> exported(names.begin(), names.end());
+    for (const char* name : plug::kCommandNames) EXPECT_EQ(exported.count(name), 1u) << "not exported: " << name;
+    EXPECT_EQ(exported.size(), plug::kCommandCount);
+}
