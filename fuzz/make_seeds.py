@@ -102,7 +102,18 @@ def cache_seeds():
     put("cache_header", "short", header(5, 5)[:80])
 
 
+def obj_export_seeds():
+    quad = [(0, 1, 2, 3)]
+    tri = [(0, 1, 2, -1)]
+    split = b"KELSPLIT"
+    put("obj_export", "one_quad", kel(points(4), faces(quad)))
+    put("obj_export", "quad_and_triangle_uv", kel(points(4), faces(quad + tri), uvs(2)))
+    put("obj_export", "two_meshes", kel(points(4), faces(quad)) + split + kel(points(3), faces(tri), uvs(1)))
+    put("obj_export", "three_meshes", kel(points(4), faces(quad)) + split + kel() + split + kel(points(4), faces(tri)))
+
+
 if __name__ == "__main__":
+    obj_export_seeds()
     kel_seeds()
     config_seeds()
     progress_seeds()
