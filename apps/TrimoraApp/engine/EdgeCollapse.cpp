@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <atomic>
 #include <thread>
 
 #include "DecimationModel.h"
@@ -95,6 +96,7 @@ struct Ring {
     std::vector<Neighbour> nbs;
     int borderEdges = 0, seamEdges = 0;
     bool nonManifold = false;
+    std::vector<std::int32_t> slot;  // vertex -> index in nbs while a large ring is built, else -1
     const Neighbour* find(std::int32_t x) const {
         for (const Neighbour& n : nbs)
             if (n.vertex == x) return &n;
@@ -137,6 +139,11 @@ private:
     std::vector<ColorQuadric> colorQuadric;
     std::vector<Vec3> normalSum;        // original surface orientation each vertex stands for
     std::vector<std::uint8_t> alive, locked, feature, touched;
+    // Each vertex's best collapse is kept between passes and evaluated again only when something
+    // in its neighbourhood changed (`dirty`): a collapse changes quadrics, positions and
+    // triangles only within the closed neighbourhoods of its two vertices.
+    std::vector<Candidate> best;
+    std::vector<std::uint8_t> hasBest, dirty;
     std::vector<std::int32_t> mirror;
     std::vector<std::int32_t> liveTris, adjStart, adjTris, mergeHead, mergeNext;
 
@@ -154,6 +161,7 @@ private:
     bool symmetryAllows(std::int32_t v, std::int32_t u, bool& fullAllowed) const;
     bool validate(std::int32_t v, std::int32_t u, Vec3 p, bool full, const Ring& rv, Ring& ru,
                   std::vector<std::pair<std::int32_t, std::int32_t>>& wedgeMap) const;
+
     bool flipsAny(std::int32_t moved, std::int32_t other, Vec3 p, const Ring& r) const;
     bool evaluate(std::int32_t v, Ring& rv, Ring& ru,
                   std::vector<std::pair<std::int32_t, std::int32_t>>& map, Candidate& out) const;
@@ -166,19 +174,27 @@ private:
     void parallelFor(std::int32_t n, F f) const;
 };
 
+// Hands out chunks of [0, n) to the threads as they ask for them: work is uneven (dead vertices,
+// large fans) and the machine may be shared, so a fixed split would wait on the slowest thread.
 template <class F>
 void Collapser::parallelFor(std::int32_t n, F f) const {
-    int k = std::max(1, std::min(threads, int(n / 4096) + 1));
+    const std::int32_t chunk = 2048;
+    int k = std::max(1, std::min(threads, int(n / chunk) + 1));
     if (k == 1) {
         f(0, 0, n);
         return;
     }
+    std::atomic<std::int32_t> next(0);
+    auto worker = [&](int i) {
+        for (;;) {
+            std::int32_t b = next.fetch_add(chunk);
+            if (b >= n) break;
+            f(i, b, std::min(n, b + chunk));
+        }
+    };
     std::vector<std::thread> pool;
-    for (int i = 0; i < k; ++i) {
-        std::int32_t b = std::int32_t(std::int64_t(n) * i / k);
-        std::int32_t e = std::int32_t(std::int64_t(n) * (i + 1) / k);
-        pool.emplace_back([=] { f(i, b, e); });
-    }
+    for (int i = 1; i < k; ++i) pool.emplace_back(worker, i);
+    worker(0);
     for (std::thread& t : pool) t.join();
 }
 
@@ -222,6 +238,9 @@ void Collapser::ring(std::int32_t v, Ring& r) const {
     r.nbs.clear();
     r.borderEdges = r.seamEdges = 0;
     r.nonManifold = false;
+    // Large fans (poles) look neighbours up in a per-thread slot table instead of a linear scan.
+    const bool big = r.tris.size() > 32;
+    if (big && r.slot.size() != std::size_t(vertexCount)) r.slot.assign(vertexCount, -1);
     for (std::int32_t t : r.tris) {
         const std::int32_t* tri = &m.triangles[3 * t];
         int k = tri[0] == v ? 0 : tri[1] == v ? 1 : 2;
@@ -231,8 +250,14 @@ void Collapser::ring(std::int32_t v, Ring& r) const {
             std::int32_t x = tri[kx];
             std::int32_t wx = uvs ? m.wedges[3 * t + kx] : -1;
             Neighbour* n = nullptr;
-            for (Neighbour& e : r.nbs)
-                if (e.vertex == x) n = &e;
+            if (big) {
+                std::int32_t& slot = r.slot[x];
+                if (slot >= 0) n = &r.nbs[slot];
+                else slot = std::int32_t(r.nbs.size());
+            } else {
+                for (Neighbour& e : r.nbs)
+                    if (e.vertex == x) n = &e;
+            }
             if (!n) {
                 r.nbs.push_back({x, 1, wv, wx, false});
             } else {
@@ -241,6 +266,8 @@ void Collapser::ring(std::int32_t v, Ring& r) const {
             }
         }
     }
+    if (big)
+        for (const Neighbour& n : r.nbs) r.slot[n.vertex] = -1;
     for (const Neighbour& n : r.nbs) {
         if (n.count == 1) ++r.borderEdges;
         else if (n.seam) ++r.seamEdges;
@@ -278,6 +305,9 @@ void Collapser::setup() {
     mergeHead.assign(vertexCount, -1);
     mergeNext.assign(vertexCount, -1);
     touched.assign(vertexCount, 0);
+    best.assign(vertexCount, Candidate{});
+    hasBest.assign(vertexCount, 0);
+    dirty.assign(vertexCount, 1);
     alive.assign(vertexCount, 0);
     locked.assign(vertexCount, 0);
     feature.assign(vertexCount, 0);
@@ -581,6 +611,9 @@ bool Collapser::apply(const Candidate& c, Ring& rv, Ring& ru,
     normalSum[u] = normalSum[u] + normalSum[v];
     alive[v] = 0;
     touched[v] = touched[u] = 1;
+    for (const Neighbour& n : rv.nbs) dirty[n.vertex] = 1;
+    for (const Neighbour& n : ru.nbs) dirty[n.vertex] = 1;
+    dirty[u] = 1;
     mergeNext[v] = mergeHead[u];
     mergeHead[u] = v;
     step = CollapseStep{std::uint32_t(v), std::uint32_t(u), c.p, newColor, 0, 0};
@@ -622,26 +655,27 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
         result.error = "cancelled";
         return result;
     }
-    std::vector<std::vector<Candidate>> perThread(threads);
     std::vector<Candidate> candidates;
     Ring rv, ru;
     std::vector<std::pair<std::int32_t, std::int32_t>> map;
     std::vector<WedgeStep> wedgeSteps;
     Undo undo;
-    bool firstPass = true;
+    bool firstPass = true, fullRetry = false;
     while (live > target) {
         if (!firstPass) buildAdjacency();
         firstPass = false;
-        for (auto& list : perThread) list.clear();
-        parallelFor(vertexCount, [&](int i, std::int32_t b, std::int32_t e) {
+        parallelFor(vertexCount, [&](int, std::int32_t b, std::int32_t e) {
             Ring a, c;
             std::vector<std::pair<std::int32_t, std::int32_t>> wm;
-            Candidate cand;
             for (std::int32_t v = b; v < e; ++v)
-                if (evaluate(v, a, c, wm, cand)) perThread[i].push_back(cand);
+                if (dirty[v]) {
+                    dirty[v] = 0;
+                    hasBest[v] = evaluate(v, a, c, wm, best[v]);
+                }
         });
         candidates.clear();
-        for (auto& list : perThread) candidates.insert(candidates.end(), list.begin(), list.end());
+        for (std::int32_t v = 0; v < vertexCount; ++v)
+            if (hasBest[v] && alive[v]) candidates.push_back(best[v]);
         std::sort(candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) {
             return a.cost < b.cost || (a.cost == b.cost && a.v < b.v);
         });
@@ -674,11 +708,15 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
             undo.uvs.clear();
             std::size_t wedgeMark = wedgeSteps.size();
             CollapseStep first{}, second{};
-            if (!apply(c, rv, ru, map, pair ? &undo : nullptr, wedgeSteps, first)) continue;
+            if (!apply(c, rv, ru, map, pair ? &undo : nullptr, wedgeSteps, first)) {
+                dirty[c.v] = 1;
+                continue;
+            }
             first.wedgeEnd = std::uint32_t(wedgeSteps.size());
             if (pair) {
                 if (!apply(mc, rv, ru, map, nullptr, wedgeSteps, second)) {
                     undoCollapse(c, undo, savedQ, savedC, savedN, savedP, savedColor);
+                    dirty[c.v] = dirty[mc.v] = 1;
                     wedgeSteps.resize(wedgeMark);
                     continue;
                 }
@@ -705,7 +743,14 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
             result.error = "cancelled";
             return result;
         }
-        if (applied == 0) break;
+        if (applied == 0) {
+            // Cached evaluations may miss collapses that changes two rings away made possible.
+            if (fullRetry) break;
+            fullRetry = true;
+            std::fill(dirty.begin(), dirty.end(), 1);
+        } else {
+            fullRetry = false;
+        }
     }
     result.ok = true;
     return result;
