@@ -60,7 +60,7 @@ Mesh makeGrid(const char* label, int side, bool triangles) {
 int faceCount(const Mesh& m) { return static_cast<int>(m.faces.size() / 4); }
 
 void writeOurs(FILE* f, const Mesh& m) {
-    KVObjTextWriter w(f, KVObjTextWriter::kDefaultBufferSize, true);
+    KVObjTextWriter w(f, KVObjTextWriter::kDefaultBufferSize);  // as the export writes
     w.writeVertices(m.points.data(), static_cast<int>(m.points.size()));
     w.writeUVs(m.uvs.data(), static_cast<int>(m.uvs.size()));
     w.writeSubToolGroup(1);
