@@ -144,6 +144,9 @@ private:
     // triangles only within the closed neighbourhoods of its two vertices.
     std::vector<Candidate> best;
     std::vector<std::uint8_t> hasBest, dirty;
+    // Evaluation picks the cheapest collapse unchecked (apply checks it anyway); a vertex whose
+    // pick was refused is evaluated strictly from then on: its cheapest valid collapse.
+    std::vector<std::uint8_t> strict;
     std::vector<std::int32_t> mirror;
     std::vector<std::int32_t> liveTris, adjStart, adjTris, mergeHead, mergeNext;
 
@@ -165,20 +168,30 @@ private:
     bool flipsAny(std::int32_t moved, std::int32_t other, Vec3 p, const Ring& r) const;
     bool evaluate(std::int32_t v, Ring& rv, Ring& ru,
                   std::vector<std::pair<std::int32_t, std::int32_t>>& map, Candidate& out) const;
-    bool apply(const Candidate& c, Ring& rv, Ring& ru,
-               std::vector<std::pair<std::int32_t, std::int32_t>>& map, Undo* undo,
-               std::vector<WedgeStep>& wedgeSteps, CollapseStep& step);
+    int apply(const Candidate& c, Ring& rv, Ring& ru,
+              std::vector<std::pair<std::int32_t, std::int32_t>>& map, Undo* undo,
+              std::vector<WedgeStep>& wedgeSteps, CollapseStep& step, int block);
     void undoCollapse(const Candidate& c, const Undo& undo, const Quadric& q, const ColorQuadric& cq,
                       Vec3 n, KVVector3f p, std::uint32_t color);
     template <class F>
-    void parallelFor(std::int32_t n, F f) const;
+    void parallelFor(std::int32_t n, std::int32_t chunk, F f) const;
+
+    static constexpr int kBlocks = 16;
+    static constexpr std::int64_t kBlockedMinimum = 4096;
+    enum { kRejected = 0, kApplied = 1, kOutsideBlock = 2 };
+    struct BlockWork {
+        std::vector<std::uint32_t> todo, deferred, crossing;        // candidate indices
+        std::vector<std::pair<std::uint32_t, CollapseStep>> done;  // candidate index, step
+        std::vector<WedgeStep> wedgeSteps;
+    };
+    std::vector<BlockWork> blocks = std::vector<BlockWork>(kBlocks);
+    int blockOf(std::int32_t x) const { return int(std::int64_t(x) * kBlocks / vertexCount); }
 };
 
 // Hands out chunks of [0, n) to the threads as they ask for them: work is uneven (dead vertices,
 // large fans) and the machine may be shared, so a fixed split would wait on the slowest thread.
 template <class F>
-void Collapser::parallelFor(std::int32_t n, F f) const {
-    const std::int32_t chunk = 2048;
+void Collapser::parallelFor(std::int32_t n, std::int32_t chunk, F f) const {
     int k = std::max(1, std::min(threads, int(n / chunk) + 1));
     if (k == 1) {
         f(0, 0, n);
@@ -308,6 +321,7 @@ void Collapser::setup() {
     best.assign(vertexCount, Candidate{});
     hasBest.assign(vertexCount, 0);
     dirty.assign(vertexCount, 1);
+    strict.assign(vertexCount, 0);
     alive.assign(vertexCount, 0);
     locked.assign(vertexCount, 0);
     feature.assign(vertexCount, 0);
@@ -326,7 +340,7 @@ void Collapser::setup() {
     double coef = std::min(std::max(double(o.colorCoef), 0.0), 100.0) / 100.0;
     colorWeight = coef * coef * 0.0025 * diag2;
 
-    parallelFor(vertexCount, [&](int, std::int32_t b, std::int32_t e) {
+    parallelFor(vertexCount, 2048, [&](int, std::int32_t b, std::int32_t e) {
         Ring r;
         for (std::int32_t v = b; v < e; ++v) {
             ring(v, r);
@@ -552,6 +566,12 @@ bool Collapser::evaluate(std::int32_t v, Ring& rv, Ring& ru,
         c.cost = float(cost);
         options[n++] = c;
     }
+    if (n == 0) return false;
+    if (!strict[v]) {
+        out = *std::min_element(options, options + n,
+                                [](const Candidate& a, const Candidate& b) { return a.cost < b.cost; });
+        return true;
+    }
     std::sort(options, options + n, [](const Candidate& a, const Candidate& b) { return a.cost < b.cost; });
     for (int i = 0; i < n && i < 3; ++i) {
         if (validate(v, options[i].u, vec(options[i].p), options[i].full, rv, ru, map)) {
@@ -562,12 +582,19 @@ bool Collapser::evaluate(std::int32_t v, Ring& rv, Ring& ru,
     return false;
 }
 
-bool Collapser::apply(const Candidate& c, Ring& rv, Ring& ru,
-                      std::vector<std::pair<std::int32_t, std::int32_t>>& map, Undo* undo,
-                      std::vector<WedgeStep>& wedgeSteps, CollapseStep& step) {
+// Applies c when still valid. With block >= 0, only when both neighbourhoods lie in that block.
+int Collapser::apply(const Candidate& c, Ring& rv, Ring& ru,
+                     std::vector<std::pair<std::int32_t, std::int32_t>>& map, Undo* undo,
+                     std::vector<WedgeStep>& wedgeSteps, CollapseStep& step, int block) {
     std::int32_t v = c.v, u = c.u;
     ring(v, rv);
-    if (!validate(v, u, vec(c.p), c.full, rv, ru, map)) return false;
+    if (!validate(v, u, vec(c.p), c.full, rv, ru, map)) return kRejected;
+    if (block >= 0) {
+        for (const Neighbour& n : rv.nbs)
+            if (blockOf(n.vertex) != block) return kOutsideBlock;
+        for (const Neighbour& n : ru.nbs)
+            if (blockOf(n.vertex) != block) return kOutsideBlock;
+    }
     std::uint32_t newColor = colors ? lerpColor(m.colors[v], m.colors[u], c.t) : 0;
     for (std::int32_t t : rv.tris) {
         std::int32_t* tri = &m.triangles[3 * t];
@@ -617,7 +644,7 @@ bool Collapser::apply(const Candidate& c, Ring& rv, Ring& ru,
     mergeNext[v] = mergeHead[u];
     mergeHead[u] = v;
     step = CollapseStep{std::uint32_t(v), std::uint32_t(u), c.p, newColor, 0, 0};
-    return true;
+    return kApplied;
 }
 
 void Collapser::undoCollapse(const Candidate& c, const Undo& undo, const Quadric& q, const ColorQuadric& cq,
@@ -664,7 +691,7 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
     while (live > target) {
         if (!firstPass) buildAdjacency();
         firstPass = false;
-        parallelFor(vertexCount, [&](int, std::int32_t b, std::int32_t e) {
+        parallelFor(vertexCount, 2048, [&](int, std::int32_t b, std::int32_t e) {
             Ring a, c;
             std::vector<std::pair<std::int32_t, std::int32_t>> wm;
             for (std::int32_t v = b; v < e; ++v)
@@ -682,14 +709,10 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
         std::int64_t remaining = live - target;
         std::int64_t goal = remaining > 256 ? remaining / 2 : remaining;
         std::int64_t applied = 0;
-        std::size_t sinceReport = 0;
-        for (const Candidate& c : candidates) {
-            if (applied >= goal) break;
-            if (++sinceReport == 8192) {
-                sinceReport = 0;
-                if (!report()) break;
-            }
-            if (touched[c.v] || touched[c.u]) continue;
+        bool stop = false;
+        // One collapse from the serial walk, with its mirror partner when the job is symmetric.
+        auto serial = [&](const Candidate& c) {
+            if (touched[c.v] || touched[c.u]) return;
             bool pair = !mirror.empty() && mirror[c.v] >= 0 && mirror[c.v] != c.v;
             Candidate mc{};
             if (pair) {
@@ -697,7 +720,7 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
                 mc.v = mirror[c.v];
                 mc.u = mirror[c.u];
                 mc.p = c.full ? mirrored(c.p) : m.positions[mc.u];
-                if (touched[mc.v] || (touched[mc.u] && mc.u != c.u)) continue;
+                if (touched[mc.v] || (touched[mc.u] && mc.u != c.u)) return;
             }
             Quadric savedQ = quadric[c.u];
             ColorQuadric savedC = colors ? colorQuadric[c.u] : ColorQuadric();
@@ -706,37 +729,111 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
             std::uint32_t savedColor = colors ? m.colors[c.u] : 0;
             undo.tris.clear();
             undo.uvs.clear();
-            std::size_t wedgeMark = wedgeSteps.size();
+            wedgeSteps.clear();
             CollapseStep first{}, second{};
-            if (!apply(c, rv, ru, map, pair ? &undo : nullptr, wedgeSteps, first)) {
-                dirty[c.v] = 1;
-                continue;
+            if (apply(c, rv, ru, map, pair ? &undo : nullptr, wedgeSteps, first, -1) != kApplied) {
+                dirty[c.v] = strict[c.v] = 1;
+                return;
             }
             first.wedgeEnd = std::uint32_t(wedgeSteps.size());
             if (pair) {
-                if (!apply(mc, rv, ru, map, nullptr, wedgeSteps, second)) {
+                if (apply(mc, rv, ru, map, nullptr, wedgeSteps, second, -1) != kApplied) {
                     undoCollapse(c, undo, savedQ, savedC, savedN, savedP, savedColor);
                     dirty[c.v] = dirty[mc.v] = 1;
-                    wedgeSteps.resize(wedgeMark);
-                    continue;
+                    return;
                 }
                 second.wedgeEnd = std::uint32_t(wedgeSteps.size());
                 first.flags = kStepPairedWithNext;
             }
             if (log) {
                 std::uint32_t base = std::uint32_t(log->wedgeSteps.size());
-                log->wedgeSteps.insert(log->wedgeSteps.end(), wedgeSteps.begin() + wedgeMark, wedgeSteps.end());
-                first.wedgeEnd = first.wedgeEnd - std::uint32_t(wedgeMark) + base;
+                log->wedgeSteps.insert(log->wedgeSteps.end(), wedgeSteps.begin(), wedgeSteps.end());
+                first.wedgeEnd += base;
                 log->steps.push_back(first);
                 if (pair) {
-                    second.wedgeEnd = second.wedgeEnd - std::uint32_t(wedgeMark) + base;
+                    second.wedgeEnd += base;
                     log->steps.push_back(second);
                 }
             }
-            wedgeSteps.clear();
             applied += pair ? 2 : 1;
             live -= pair ? 2 : 1;
             done += pair ? 2 : 1;
+        };
+        // Far from the goal, the cheapest candidates are applied in blocks of vertex ids, one
+        // thread per block: a collapse whose two neighbourhoods lie inside its block reads and
+        // writes nothing another block's collapses touch. The blocks are fixed, not per thread,
+        // so thread count never changes the result. The rest follow serially in cost order.
+        std::size_t pos = 0;
+        while (mirror.empty() && goal - applied >= kBlockedMinimum && pos < candidates.size()) {
+            std::size_t end = std::min(candidates.size(), pos + std::size_t(goal - applied));
+            for (BlockWork& w : blocks) w.todo.clear(), w.done.clear(), w.wedgeSteps.clear(), w.deferred.clear();
+            std::vector<std::uint32_t>& deferred = blocks[0].crossing;
+            deferred.clear();
+            for (std::size_t i = pos; i < end; ++i) {
+                int b = blockOf(candidates[i].v);
+                if (b == blockOf(candidates[i].u)) blocks[b].todo.push_back(std::uint32_t(i));
+                else deferred.push_back(std::uint32_t(i));
+            }
+            parallelFor(kBlocks, 1, [&](int, std::int32_t first, std::int32_t last) {
+                Ring a, c;
+                std::vector<std::pair<std::int32_t, std::int32_t>> wm;
+                for (std::int32_t b = first; b < last; ++b) {
+                    BlockWork& w = blocks[b];
+                    for (std::uint32_t i : w.todo) {
+                        const Candidate& cand = candidates[i];
+                        if (touched[cand.v] || touched[cand.u]) continue;
+                        CollapseStep step{};
+                        int r = apply(cand, a, c, wm, nullptr, w.wedgeSteps, step, b);
+                        if (r == kApplied) {
+                            step.wedgeEnd = std::uint32_t(w.wedgeSteps.size());
+                            w.done.push_back({i, step});
+                        } else if (r == kOutsideBlock) {
+                            w.deferred.push_back(i);
+                        } else {
+                            dirty[cand.v] = strict[cand.v] = 1;
+                        }
+                    }
+                }
+            });
+            // The block collapses are independent: the log takes them in cost order.
+            std::vector<std::pair<std::uint32_t, std::uint32_t>> order;  // candidate, block
+            for (int b = 0; b < kBlocks; ++b) {
+                for (auto& d : blocks[b].done) order.push_back({d.first, std::uint32_t(b)});
+                deferred.insert(deferred.end(), blocks[b].deferred.begin(), blocks[b].deferred.end());
+                applied += std::int64_t(blocks[b].done.size());
+            }
+            live -= std::int64_t(order.size());
+            done += std::int64_t(order.size());
+            if (log) {
+                std::sort(order.begin(), order.end());
+                std::vector<std::size_t> next(kBlocks, 0);
+                for (auto& o : order) {
+                    BlockWork& w = blocks[o.second];
+                    CollapseStep step = w.done[next[o.second]++].second;
+                    std::uint32_t from = next[o.second] > 1 ? w.done[next[o.second] - 2].second.wedgeEnd : 0;
+                    std::uint32_t base = std::uint32_t(log->wedgeSteps.size());
+                    log->wedgeSteps.insert(log->wedgeSteps.end(), w.wedgeSteps.begin() + from,
+                                           w.wedgeSteps.begin() + step.wedgeEnd);
+                    step.wedgeEnd = base + (step.wedgeEnd - from);
+                    log->steps.push_back(step);
+                }
+            }
+            std::sort(deferred.begin(), deferred.end());
+            for (std::uint32_t i : deferred) serial(candidates[i]);
+            pos = end;
+            if (!report()) {
+                stop = true;
+                break;
+            }
+        }
+        std::size_t sinceReport = 0;
+        for (; pos < candidates.size() && !stop; ++pos) {
+            if (applied >= goal) break;
+            if (++sinceReport == 8192) {
+                sinceReport = 0;
+                if (!report()) break;
+            }
+            serial(candidates[pos]);
         }
         if (!report()) {
             result.cancelled = true;
