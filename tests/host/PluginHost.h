@@ -48,8 +48,10 @@ public:
     ~TempFolder();
     TempFolder(const TempFolder&) = delete;
     TempFolder& operator=(const TempFolder&) = delete;
+    bool ok() const { return !m_path.empty(); }
     const std::string& path() const { return m_path; }
     std::string file(const std::string& name) const { return m_path + "/" + name; }
+    std::string operator/(const std::string& name) const { return file(name); }
 
 private:
     std::string m_path;

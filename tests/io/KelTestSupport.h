@@ -15,32 +15,12 @@
 #include <vector>
 
 #include "KVArray.h"
+#include "PluginHost.h"
 
 namespace keltest {
 
-// mkdtemp under /tmp; removed with everything in it when the object goes.
-class TempFolder {
-public:
-    TempFolder() {
-        char name[] = "/tmp/trimora_kel_XXXXXX";
-        if (mkdtemp(name) != nullptr) m_path = name;
-    }
-    ~TempFolder() {
-        if (m_path.empty()) return;
-        nftw(m_path.c_str(), [](const char* p, const struct stat*, int, FTW*) {
-            std::remove(p);
-            return 0;
-        }, 16, FTW_DEPTH | FTW_PHYS);
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
-    bool ok() const { return !m_path.empty(); }
-    std::string operator/(const std::string& name) const { return m_path + "/" + name; }
-
-private:
-    std::string m_path;
-};
+// The test host's temporary folder: removed with everything in it, protected folders included.
+using TempFolder = ::TempFolder;
 
 // Caps the size of the files this process writes while the object lives: writes past the cap
 // fail (EFBIG) instead of raising SIGXFSZ. A real short write on a real file, which a device

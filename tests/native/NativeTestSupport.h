@@ -14,37 +14,12 @@
 #include <string>
 #include <vector>
 
+#include "PluginHost.h"
+
 namespace nativetest {
 
-// mkdtemp under /tmp; the whole tree is removed when the object goes.
-class TempFolder {
-public:
-    TempFolder() {
-        char name[] = "/tmp/trimora_native_XXXXXX";
-        if (mkdtemp(name) != nullptr) m_path = name;
-    }
-    ~TempFolder() {
-        if (m_path.empty()) return;
-        // Make every folder writable again so that nothing is left behind.
-        nftw(m_path.c_str(), [](const char* p, const struct stat* st, int type, FTW*) {
-            if (type == FTW_D || type == FTW_DP) chmod(p, (st->st_mode & 07777) | 0700);
-            return 0;
-        }, 16, FTW_PHYS);
-        nftw(m_path.c_str(), [](const char* p, const struct stat*, int, FTW*) {
-            std::remove(p);
-            return 0;
-        }, 16, FTW_DEPTH | FTW_PHYS);
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
-    bool ok() const { return !m_path.empty(); }
-    const std::string& path() const { return m_path; }
-    std::string operator/(const std::string& name) const { return m_path + "/" + name; }
-
-private:
-    std::string m_path;
-};
+// The test host's temporary folder: removed with everything in it, protected folders included.
+using TempFolder = ::TempFolder;
 
 inline bool writeBytes(const std::string& path, const std::vector<unsigned char>& bytes) {
     FILE* f = std::fopen(path.c_str(), "wb");
