@@ -246,11 +246,11 @@ bool KVKelIO_Core::readFace4Bloc(const KVString& path, KVArray<int>& faces, bool
     KelFile f(path, "rb");
     if (!openChecked(f)) return false;
     walkBlocks(f, [&](const Kel_Header& h) {
-        if (h.tag == kTagUV4) {
+        if (h.tag == KVKelIO_Core::kTagUV4) {
             hasUV = true;
             return f.skip(h);
         }
-        if (h.tag == kTagFace4) {
+        if (h.tag == KVKelIO_Core::kTagFace4) {
             KVLogServer::printLine("  Kel Reading [Face4] (%d fac)", logCount(h.count));
             return readFaces(f, h, faces);
         }
@@ -264,7 +264,7 @@ bool KVKelIO_Core::readUV4Bloc(const KVString& path, KVArray<KVVector2f>& uvs) {
     KelFile f(path, "rb");
     if (!openChecked(f)) return false;
     walkBlocks(f, [&](const Kel_Header& h) {
-        if (h.tag == kTagUV4) {
+        if (h.tag == KVKelIO_Core::kTagUV4) {
             KVLogServer::printLine("  Kel Reading [UV4] (%d)", logCount(h.count));
             return readUVs(f, h, uvs);
         }
@@ -307,11 +307,11 @@ bool KVKelIO_Core::readVertexAndFace4Blocs(const KVString& path, KVArray<KVVecto
     KelFile f(path, "rb");
     if (!openChecked(f)) return false;
     walkBlocks(f, [&](const Kel_Header& h) {
-        if (h.tag == kTagPoints) {
+        if (h.tag == KVKelIO_Core::kTagPoints) {
             KVLogServer::printLine("  Kel Reading [Points] (%d)", logCount(h.count));
             return readPoints(f, h, points) && faces.isEmpty();
         }
-        if (h.tag == kTagFace4) {
+        if (h.tag == KVKelIO_Core::kTagFace4) {
             KVLogServer::printLine("  Kel Reading [Face4] (%d fac)", logCount(h.count));
             return readFaces(f, h, faces) && points.isEmpty();
         }
@@ -320,85 +320,57 @@ bool KVKelIO_Core::readVertexAndFace4Blocs(const KVString& path, KVArray<KVVecto
     return true;
 }
 
-bool KVKelIO_Core::readVertexAndFace4AndMRGBBlocs(const KVString& path, KVArray<KVVector3f>& points,
-                                                  KVArray<int>& faces, KVArray<unsigned int>& colors) {
+namespace {
+
+// The readers of points and faces with UVs and/or colours walk the file alike; only which blocks
+// they keep and whether they log skipped blocks differ.
+bool readGeometryBlocks(const KVString& path, KVArray<KVVector3f>& points, KVArray<int>& faces,
+                        KVArray<KVVector2f>* uvs, KVArray<unsigned int>* colors, bool logSkipped) {
     points.clear();
     faces.clear();
-    colors.clear();
+    if (uvs != nullptr) uvs->clear();
+    if (colors != nullptr) colors->clear();
     KelFile f(path, "rb");
     if (!openChecked(f)) return false;
     walkBlocks(f, [&](const Kel_Header& h) {
-        switch (h.tag) {
-            case kTagPoints:
-                KVLogServer::printLine("  Kel Reading [Points] (%d)", logCount(h.count));
-                return readPoints(f, h, points);
-            case kTagFace4:
-                KVLogServer::printLine("  Kel Reading [Face4] (%d fac)", logCount(h.count));
-                return readFaces(f, h, faces);
-            case kTagMRGB:
-                KVLogServer::printLine("  Kel Reading [MRGB]");
-                return readColors(f, h, colors);
-            default:
-                return f.skip(h);
+        if (h.tag == KVKelIO_Core::kTagPoints) {
+            KVLogServer::printLine("  Kel Reading [Points] (%d)", logCount(h.count));
+            return readPoints(f, h, points);
         }
+        if (h.tag == KVKelIO_Core::kTagFace4) {
+            KVLogServer::printLine("  Kel Reading [Face4] (%d fac)", logCount(h.count));
+            return readFaces(f, h, faces);
+        }
+        if (h.tag == KVKelIO_Core::kTagUV4 && uvs != nullptr) {
+            KVLogServer::printLine("  Kel Reading [UV4] (%d)", logCount(h.count));
+            return readUVs(f, h, *uvs);
+        }
+        if (h.tag == KVKelIO_Core::kTagMRGB && colors != nullptr) {
+            KVLogServer::printLine("  Kel Reading [MRGB]");
+            return readColors(f, h, *colors);
+        }
+        if (logSkipped) KVLogServer::printLine("  Kel Reading: Skipping Bloc tag=%d", logCount(h.tag));
+        return f.skip(h);
     });
     return true;
 }
 
+}  // namespace
+
+bool KVKelIO_Core::readVertexAndFace4AndMRGBBlocs(const KVString& path, KVArray<KVVector3f>& points,
+                                                  KVArray<int>& faces, KVArray<unsigned int>& colors) {
+    return readGeometryBlocks(path, points, faces, nullptr, &colors, false);
+}
+
 bool KVKelIO_Core::readVtxFace4AndUV4Blocs(const KVString& path, KVArray<KVVector3f>& points,
                                            KVArray<int>& faces, KVArray<KVVector2f>& uvs) {
-    points.clear();
-    faces.clear();
-    uvs.clear();
-    KelFile f(path, "rb");
-    if (!openChecked(f)) return false;
-    walkBlocks(f, [&](const Kel_Header& h) {
-        switch (h.tag) {
-            case kTagPoints:
-                KVLogServer::printLine("  Kel Reading [Points] (%d)", logCount(h.count));
-                return readPoints(f, h, points);
-            case kTagFace4:
-                KVLogServer::printLine("  Kel Reading [Face4] (%d fac)", logCount(h.count));
-                return readFaces(f, h, faces);
-            case kTagUV4:
-                KVLogServer::printLine("  Kel Reading [UV4] (%d)", logCount(h.count));
-                return readUVs(f, h, uvs);
-            default:
-                KVLogServer::printLine("  Kel Reading: Skipping Bloc tag=%d", logCount(h.tag));
-                return f.skip(h);
-        }
-    });
-    return true;
+    return readGeometryBlocks(path, points, faces, &uvs, nullptr, true);
 }
 
 bool KVKelIO_Core::readVtxFace4UV4AndMRGBBlocs(const KVString& path, KVArray<KVVector3f>& points,
                                                KVArray<int>& faces, KVArray<KVVector2f>& uvs,
                                                KVArray<unsigned int>& colors) {
-    points.clear();
-    faces.clear();
-    uvs.clear();
-    colors.clear();
-    KelFile f(path, "rb");
-    if (!openChecked(f)) return false;
-    walkBlocks(f, [&](const Kel_Header& h) {
-        switch (h.tag) {
-            case kTagPoints:
-                KVLogServer::printLine("  Kel Reading [Points] (%d)", logCount(h.count));
-                return readPoints(f, h, points);
-            case kTagFace4:
-                KVLogServer::printLine("  Kel Reading [Face4] (%d fac)", logCount(h.count));
-                return readFaces(f, h, faces);
-            case kTagUV4:
-                KVLogServer::printLine("  Kel Reading [UV4] (%d)", logCount(h.count));
-                return readUVs(f, h, uvs);
-            case kTagMRGB:
-                KVLogServer::printLine("  Kel Reading [MRGB]");
-                return readColors(f, h, colors);
-            default:
-                return f.skip(h);
-        }
-    });
-    return true;
+    return readGeometryBlocks(path, points, faces, &uvs, &colors, false);
 }
 
 // ---- Bounding box
@@ -468,7 +440,7 @@ bool KVKelIO_Core::replaceColorBlocInFile(const KVString& path, const KVArray<un
     bool result = false;
     for (;;) {
         if (h.tag == kTagEnd) break;
-        if (h.tag == kTagMRGB && h.count == n) {
+        if (h.tag == KVKelIO_Core::kTagMRGB && h.count == n) {
             KVLogServer::printLine("  Kel Reading [MRGB] (%d) -> REPLACED WITH OTHER COLORS!", logCount(h.count));
             bool whole = false;
             const bool goOn = overwritePayload(f, h, colors.getData(), n * sizeof(unsigned int), whole);
@@ -491,7 +463,7 @@ bool KVKelIO_Core::replaceUV4BlocInFile(const KVString& path, const KVArray<KVVe
     bool result = false;
     for (;;) {
         if (h.tag == kTagEnd) break;
-        if (h.tag == kTagUV4 && faceElements(h) == n) {
+        if (h.tag == KVKelIO_Core::kTagUV4 && faceElements(h) == n) {
             KVLogServer::printLine("  Kel Reading [UV4] (%d) -> REPLACED WITH OTHER UVs!", logCount(h.count));
             bool whole = false;
             const bool goOn = overwritePayload(f, h, uvs.getData(), n * sizeof(KVVector2f), whole);
