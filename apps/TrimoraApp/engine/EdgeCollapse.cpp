@@ -683,6 +683,7 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
         return result;
     }
     std::vector<Candidate> candidates;
+    std::vector<std::uint64_t> keys;
     Ring rv, ru;
     std::vector<std::pair<std::int32_t, std::int32_t>> map;
     std::vector<WedgeStep> wedgeSteps;
@@ -700,14 +701,25 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
                     hasBest[v] = evaluate(v, a, c, wm, best[v]);
                 }
         });
-        candidates.clear();
+        // Cost order, ties by vertex: non-negative floats order as their bit patterns, so one
+        // 64-bit key per candidate sorts them (two halves in parallel, then merged).
+        keys.clear();
         for (std::int32_t v = 0; v < vertexCount; ++v)
-            if (hasBest[v] && alive[v]) candidates.push_back(best[v]);
-        std::sort(candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) {
-            return a.cost < b.cost || (a.cost == b.cost && a.v < b.v);
+            if (hasBest[v] && alive[v]) {
+                std::uint32_t bits;
+                std::memcpy(&bits, &best[v].cost, 4);
+                keys.push_back(std::uint64_t(bits) << 32 | std::uint32_t(v));
+            }
+        std::size_t half = keys.size() / 2;
+        parallelFor(2, 1, [&](int, std::int32_t b, std::int32_t e) {
+            for (std::int32_t i = b; i < e; ++i)
+                std::sort(keys.begin() + (i ? half : 0), i ? keys.end() : keys.begin() + half);
         });
+        std::inplace_merge(keys.begin(), keys.begin() + half, keys.end());
+        candidates.resize(keys.size());
+        for (std::size_t i = 0; i < keys.size(); ++i) candidates[i] = best[std::uint32_t(keys[i])];
         std::int64_t remaining = live - target;
-        std::int64_t goal = remaining > 256 ? remaining / 2 : remaining;
+        std::int64_t goal = remaining;
         std::int64_t applied = 0;
         bool stop = false;
         // One collapse from the serial walk, with its mirror partner when the job is symmetric.
@@ -831,11 +843,14 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
             if (applied >= goal) break;
             if (++sinceReport == 8192) {
                 sinceReport = 0;
-                if (!report()) break;
+                if (!report()) {
+                    stop = true;
+                    break;
+                }
             }
             serial(candidates[pos]);
         }
-        if (!report()) {
+        if (stop || !report()) {
             result.cancelled = true;
             result.error = "cancelled";
             return result;
