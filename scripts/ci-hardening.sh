@@ -11,7 +11,8 @@ JOBS="$(nproc)"
 stage_asan() {
   configure_and_build asan
   log "testing (asan)"
-  (cd "$ROOT" && ctest --preset asan -j "$JOBS" --timeout 900)
+  (cd "$ROOT" && LSAN_OPTIONS="suppressions=$ROOT/scripts/lsan.supp:print_suppressions=0" \
+    ctest --preset asan -j "$JOBS" --timeout 900)
 }
 
 # Tests that need a companion a 32-bit build does not have (the Qt wrapper: Debian's Qt 6 is
