@@ -3,12 +3,21 @@
 #include <cmath>
 #include <cstring>
 #include <atomic>
+#include <limits>
 #include <thread>
 
 #include "DecimationModel.h"
 
 namespace trimora_decimation {
 namespace {
+
+inline void prefetch(const void* p) {
+#if defined(__GNUC__)
+    __builtin_prefetch(p);
+#else
+    (void)p;
+#endif
+}
 
 struct Vec3 {
     double x, y, z;
@@ -237,6 +246,7 @@ void Collapser::gatherTriangles(std::int32_t v, std::vector<std::int32_t>& out) 
     stack[top++] = v;
     while (top > 0) {
         std::int32_t x = stack[--top];
+        for (std::int32_t i = adjStart[x]; i < adjStart[x + 1]; ++i) prefetch(&m.triangles[3 * adjTris[i]]);
         for (std::int32_t i = adjStart[x]; i < adjStart[x + 1]; ++i) {
             std::int32_t t = adjTris[i];
             const std::int32_t* tri = &m.triangles[3 * t];
@@ -521,6 +531,12 @@ bool Collapser::evaluate(std::int32_t v, Ring& rv, Ring& ru,
     if (rv.nonManifold || rv.tris.empty()) return false;
     int features = rv.borderEdges + (uvs ? rv.seamEdges : 0);
     if (features > 2) return false;
+    // The neighbours' records are scattered: ask for all of them before the arithmetic needs them.
+    for (const Neighbour& nb : rv.nbs) {
+        prefetch(&quadric[nb.vertex]);
+        prefetch(&m.positions[nb.vertex]);
+        if (colorsSteer) prefetch(&colorQuadric[nb.vertex]), prefetch(&m.colors[nb.vertex]);
+    }
     Candidate options[64];
     int n = 0;
     Vec3 pv = pos(v);
@@ -688,7 +704,7 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
     std::vector<std::pair<std::int32_t, std::int32_t>> map;
     std::vector<WedgeStep> wedgeSteps;
     Undo undo;
-    bool firstPass = true, fullRetry = false;
+    bool firstPass = true, fullRetry = false, relaxLimit = false;
     while (live > target) {
         if (!firstPass) buildAdjacency();
         firstPass = false;
@@ -719,7 +735,13 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
         candidates.resize(keys.size());
         for (std::size_t i = 0; i < keys.size(); ++i) candidates[i] = best[std::uint32_t(keys[i])];
         std::int64_t remaining = live - target;
-        std::int64_t goal = remaining;
+        // A pass may reach the whole remaining count (conflicts stop it well short), but takes
+        // nothing dearer than a few times the cost at rank remaining/2: collapses far up the
+        // cost scale (seams, fine detail) wait until cheaper ones have had their turn.
+        const std::int64_t goal = remaining;
+        float limit = std::numeric_limits<float>::max();
+        if (!relaxLimit && remaining > 256 && std::size_t(remaining / 2) < candidates.size())
+            limit = 6.0f * candidates[std::size_t(remaining / 2)].cost;
         std::int64_t applied = 0;
         bool stop = false;
         // One collapse from the serial walk, with its mirror partner when the job is symmetric.
@@ -778,6 +800,8 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
         std::size_t pos = 0;
         while (mirror.empty() && goal - applied >= kBlockedMinimum && pos < candidates.size()) {
             std::size_t end = std::min(candidates.size(), pos + std::size_t(goal - applied));
+            while (end > pos && candidates[end - 1].cost > limit) --end;
+            if (end == pos) break;
             for (BlockWork& w : blocks) w.todo.clear(), w.done.clear(), w.wedgeSteps.clear(), w.deferred.clear();
             std::vector<std::uint32_t>& deferred = blocks[0].crossing;
             deferred.clear();
@@ -840,7 +864,7 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
         }
         std::size_t sinceReport = 0;
         for (; pos < candidates.size() && !stop; ++pos) {
-            if (applied >= goal) break;
+            if (applied >= goal || candidates[pos].cost > limit) break;
             if (++sinceReport == 8192) {
                 sinceReport = 0;
                 if (!report()) {
@@ -855,6 +879,11 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
             result.error = "cancelled";
             return result;
         }
+        if (applied == 0 && !relaxLimit && limit < std::numeric_limits<float>::max()) {
+            relaxLimit = true;  // everything under the limit was refused: try the dearer ones
+            continue;
+        }
+        relaxLimit = false;
         if (applied == 0) {
             // Cached evaluations may miss collapses that changes two rings away made possible.
             if (fullRetry) break;
