@@ -13,7 +13,9 @@ public:
     // Writes objPath (converted to its valid file path) from the mesh files, one group per file,
     // and beside it the MTL file when any mesh is textured (textures[i] belongs to kelFiles[i]; a
     // missing entry counts as no texture). A mesh file that cannot be read becomes an empty group.
-    // False only when the OBJ file cannot be opened; nothing is written then.
+    // Faces that name a vertex or UV slot their own mesh did not write are left out.
+    // False when the OBJ file cannot be opened (nothing is written then) or a write to it failed
+    // (writing stops at the first failure; the part written stays).
     static bool exportDeclaredKel(const KVString& objPath, const KVArray<KVString>& kelFiles,
                                   const KVArray<KVString>& textures);
 
@@ -26,7 +28,8 @@ public:
 
 private:
     // Everything after the open: header, MTL file, then vertices, UVs and faces mesh by mesh.
-    static void writeObj(FILE* file, const KVString& path, const KVArray<KVString>& kelFiles,
+    // False when a write failed.
+    static bool writeObj(FILE* file, const KVString& path, const KVArray<KVString>& kelFiles,
                          const KVArray<KVString>& textures);
 };
 

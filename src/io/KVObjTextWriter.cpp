@@ -217,8 +217,10 @@ struct KVObjTextWriter::Background {
             if (block == nullptr) return;
             const char* data = block;
             const std::size_t n = size;
+            // After a short write the disk has said no: later blocks are dropped, not retried.
+            const bool refused = failed;
             lock.unlock();
-            const bool whole = file == nullptr || std::fwrite(data, 1, n, file) == n;
+            const bool whole = !refused && (file == nullptr || std::fwrite(data, 1, n, file) == n);
             lock.lock();
             failed = failed || !whole;
             block = nullptr;
@@ -271,7 +273,8 @@ void KVObjTextWriter::flushBlock() {
     if (n == 0) return;
     m_flushed += n;
     if (!m_background) {
-        if (m_file != nullptr && std::fwrite(m_begin, 1, n, m_file) != n) m_good = false;
+        // Once a block was written short, the rest is dropped: no write after the first failure.
+        if (m_file != nullptr && (!m_good || std::fwrite(m_begin, 1, n, m_file) != n)) m_good = false;
         m_pos = m_begin;
         return;
     }

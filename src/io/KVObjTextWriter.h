@@ -43,7 +43,8 @@ public:
     KVObjTextWriter(const KVObjTextWriter&) = delete;
     KVObjTextWriter& operator=(const KVObjTextWriter&) = delete;
 
-    // Writes the pending text. False once any block has been written short (the failure sticks).
+    // Writes the pending text. False once any block has been written short (the failure sticks,
+    // and no later block reaches the stream).
     bool flush();
     bool isGood() const { return m_good; }
     // Bytes handed to the writer so far, pending ones included.

@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "ExportAllObjUtils.h"
 #include "KVArray.h"
 #include "KVString.h"
 #include "io/KVKelIO_Core.h"
@@ -222,46 +223,92 @@ TEST(FailingDisk, ObjWriterReportsTheFullDisk) {
 
 namespace {
 
-// A stream that accepts `room` bytes and then fails every write, counting the attempts.
-struct FailingStream {
-    std::size_t room = 0;
-    std::size_t written = 0;
-    int writesAfterFailure = 0;
-    bool failed = false;
-};
-
-ssize_t failingWrite(void* cookie, const char*, size_t n) {
-    FailingStream* s = static_cast<FailingStream*>(cookie);
-    if (s->failed) ++s->writesAfterFailure;
-    if (s->written + n > s->room) {
-        s->failed = true;
-        errno = ENOSPC;
-        return -1;
-    }
-    s->written += n;
-    return static_cast<ssize_t>(n);
+// Write system calls this process has made so far.
+long writeCalls() {
+    FILE* f = std::fopen("/proc/self/io", "r");
+    if (f == nullptr) return -1;
+    char line[128];
+    long calls = -1;
+    while (std::fgets(line, sizeof line, f) != nullptr)
+        if (std::sscanf(line, "syscw: %ld", &calls) == 1) break;
+    std::fclose(f);
+    return calls;
 }
 
 }  // namespace
 
-// Disabled until the OBJ text writer stops handing blocks to a stream that has refused one: it
-// currently keeps writing every later block.
-TEST(FailingDisk, DISABLED_ObjWriterStopsAtTheFirstFailedWrite) {
-    FailingStream state;
-    state.room = 8192;
-    cookie_io_functions_t io{};
-    io.write = failingWrite;
-    FILE* f = fopencookie(&state, "w", io);
-    ASSERT_NE(f, nullptr);
-    // Unbuffered: each block the writer hands over is one attempt on the disk.
-    ASSERT_EQ(setvbuf(f, nullptr, _IONBF, 0), 0);
+TEST(FailingDisk, ObjWriterStopsAtTheFirstFailedWrite) {
+    // About 800 KB of text in 4 KiB blocks onto a 16 KiB disk: the blocks that fit, one refused,
+    // and nothing after it. The stream's own buffer is off, so each block is one system call.
+    const ChildOutcome r = onTinyDisk(16 * 1024, [](const std::string& dir, const std::string&) {
+        std::string s;
+        for (bool background : {false, true}) {
+            const std::string path = dir + "/out.obj";
+            FILE* f = std::fopen(path.c_str(), "w");
+            if (f == nullptr || setvbuf(f, nullptr, _IONBF, 0) != 0) return std::string("open failed");
+            const long before = writeCalls();
+            bool flushed = true;
+            {
+                KVObjTextWriter writer(f, 4096, background);
+                for (int i = 0; i < 20000; ++i) writer.writeVertex(0.125f, 0.5f, -7.0f);
+                flushed = writer.flush();
+            }
+            const long calls = writeCalls() - before;
+            std::fclose(f);
+            std::remove(path.c_str());
+            s += std::string(background ? " thread:" : " plain:") + "flush=" + yesNo(flushed) +
+                 " few=" + yesNo(before >= 0 && calls <= 16 / 4 + 4);
+            if (calls > 16 / 4 + 4) s += "(" + std::to_string(calls) + " calls)";
+        }
+        return s;
+    });
+    if (!r.skip.empty()) GTEST_SKIP() << r.skip;
+    ASSERT_TRUE(r.exited) << r.report;
+    EXPECT_NE(r.report.find("plain:flush=no few=yes thread:flush=no few=yes"), std::string::npos) << r.report;
+}
+
+TEST(FailingDisk, ObjExportOfDeclaredMeshesReportsTheFullDisk) {
+    // A mesh of 3,000 points: about 100 KB of OBJ text for a 16 KiB disk.
+    char srcDir[] = "/tmp/trimora_mesh_XXXXXX";
+    ASSERT_NE(mkdtemp(srcDir), nullptr);
+    const std::string mesh = std::string(srcDir) + "/mesh.kel";
     {
-        KVObjTextWriter writer(f, 4096);
-        for (int i = 0; i < 20000; ++i) writer.writeVertex(0.125f, 0.5f, -7.0f);
-        EXPECT_FALSE(writer.flush());
-        EXPECT_FALSE(writer.isGood());
+        FILE* f = std::fopen(mesh.c_str(), "wb");
+        ASSERT_NE(f, nullptr);
+        const std::uint32_t n = 3000;
+        const std::uint32_t header[4] = {10001u, 16u + 12u * n, n, 0u};
+        const std::uint32_t end[4] = {0u, 16u, 0u, 0u};
+        std::fwrite("Kelb", 1, 4, f);
+        std::fwrite(std::vector<char>(28, 0).data(), 1, 28, f);
+        std::fwrite(header, 4, 4, f);
+        const std::vector<float> coords(3 * n, 0.333f);
+        std::fwrite(coords.data(), 4, coords.size(), f);
+        std::fwrite(end, 4, 4, f);
+        ASSERT_EQ(std::fclose(f), 0);
     }
-    std::fclose(f);
-    EXPECT_TRUE(state.failed);
-    EXPECT_EQ(state.writesAfterFailure, 0) << "the writer went on writing after the disk refused";
+    const ChildOutcome r = onTinyDisk(16 * 1024, [&](const std::string& dir, const std::string& full) {
+        KVArray<KVString> meshes;
+        meshes.add(KVString(mesh.c_str()));
+        KVArray<KVString> textures;
+        textures.add(KVString());
+        const std::string obj = dir + "/out.obj";
+        std::string s = std::string("disk=") +
+                        yesNo(ExportAllObjUtils::exportDeclaredKel(KVString(obj.c_str()), meshes, textures));
+        // A mesh that fits is written whole.
+        KVArray<KVString> none;
+        s += std::string(" empty=") + yesNo(ExportAllObjUtils::exportDeclaredKel(KVString(obj.c_str()), none, none));
+        if (!full.empty()) {
+            s += std::string(" full=") +
+                 yesNo(ExportAllObjUtils::exportDeclaredKel(KVString(full.c_str()), meshes, textures));
+        }
+        return s;
+    });
+    std::remove(mesh.c_str());
+    rmdir(srcDir);
+    if (!r.skip.empty()) GTEST_SKIP() << r.skip;
+    ASSERT_TRUE(r.exited) << r.report;
+    EXPECT_NE(r.report.find("disk=no empty=yes"), std::string::npos) << r.report;
+    if (r.report.rfind("[rlimit]", 0) != 0) {
+        EXPECT_NE(r.report.find("full=no"), std::string::npos) << r.report;
+    }
 }

@@ -303,3 +303,42 @@ TEST(ExportOBJAllDeclaredKel, ReadBackByAnObjLoader) {
         uvBase += mesh.uvs.size();
     }
 }
+
+// A hostile mesh file: faces naming vertices the mesh does not have, or UV slots beyond its UVs,
+// are left out; the faces around them keep their own UV slots.
+TEST(ExportOBJAllDeclaredKel, FacesOutsideTheirMeshAreLeftOut) {
+    TempFolder folder;
+    Mesh m;
+    m.points = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
+    m.faces = {0, 1, 2, 3,  0, 1, 2, 4,  -1, 1, 2, -1,  3, 2, 1, -1,  0, 2, 3, -1};
+    m.uvs.assign(4 * 5, KVVector2f{0.5f, 0.5f});
+    ASSERT_TRUE(writeKel(folder.file("m.kel"), m));
+    // A second file whose UV block holds the pairs of one face for two faces (no writer makes
+    // one: the bytes are laid out by hand).
+    {
+        std::string bytes = std::string("Kelb") + std::string(28, '\0');
+        auto block = [&bytes](std::uint32_t tag, std::uint32_t count, const void* payload, std::uint32_t size) {
+            const std::uint32_t header[4] = {tag, 16 + size, count, 0};
+            bytes.append(reinterpret_cast<const char*>(header), sizeof header);
+            bytes.append(static_cast<const char*>(payload), size);
+        };
+        const float points[12] = {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0};
+        const int faces[8] = {0, 1, 2, 3, 1, 2, 3, 0};
+        const float uvs[8] = {0.25f, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f};
+        block(10001, 4, points, sizeof points);
+        block(20001, 2, faces, sizeof faces);
+        block(25001, 1, uvs, sizeof uvs);
+        block(0, 0, nullptr, 0);
+        ASSERT_TRUE(writeFile(folder.file("s.kel"), bytes));
+    }
+    const std::string obj = folder.file("out.obj");
+    EXPECT_EQ(exportDeclared({{folder.file("m.kel"), nullptr}, {folder.file("s.kel"), nullptr}}, obj), 0.0f);
+    const std::string text = readText(obj);
+    const std::size_t groups = text.find("g subtool1\n");
+    ASSERT_NE(groups, std::string::npos);
+    EXPECT_EQ(text.substr(groups),
+              "g subtool1\n"
+              "f 1/1 2/2 3/3 4/4\nf 4/13 3/14 2/15\nf 1/17 3/18 4/19\n"
+              "g subtool2\n"
+              "f 5/21 6/22 7/23 8/24\n");
+}
