@@ -56,6 +56,27 @@ TEST(DecimationProgressive, RoundTripReplaysToEveryTarget) {
     EXPECT_EQ(std::int64_t(out.vertexCount()), parsed.baseVertexCount());
 }
 
+// The history records exactly the collapses of the direct run, including those of the passes
+// applied block by block in parallel, with their UV moves.
+TEST(DecimationProgressive, ReplayToTheBuildTargetEqualsDirectDecimation) {
+    DecimationMesh in = sphere(64, 96, 0.08, true, true);
+    DecimationOptions o;
+    o.keepUVs = o.useColors = true;
+    o.numThreads = 2;
+    o.targetVertices = 400;
+    ProgressiveMesh pm;
+    build(in, o, pm);
+    DecimationMesh replayed, direct;
+    ASSERT_TRUE(pm.decimate(o.targetVertices, replayed).ok);
+    ASSERT_TRUE(decimateMesh(in, o, direct).ok);
+    EXPECT_EQ(replayed.triangles, direct.triangles);
+    ASSERT_EQ(replayed.points.size(), direct.points.size());
+    EXPECT_EQ(0, std::memcmp(replayed.points.data(), direct.points.data(), direct.points.size() * sizeof(KVVector3f)));
+    ASSERT_EQ(replayed.cornerUVs.size(), direct.cornerUVs.size());
+    EXPECT_EQ(0, std::memcmp(replayed.cornerUVs.data(), direct.cornerUVs.data(), direct.cornerUVs.size() * sizeof(KVVector2f)));
+    EXPECT_EQ(replayed.colors, direct.colors);
+}
+
 TEST(DecimationProgressive, ReplayKeepsLocksAndSymmetry) {
     DecimationMesh in = sphere(30, 48, 0.1);
     in.mask.assign(in.points.size(), 0);

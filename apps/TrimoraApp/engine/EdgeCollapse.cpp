@@ -843,10 +843,10 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
             if (log) {
                 std::sort(order.begin(), order.end());
                 std::vector<std::size_t> next(kBlocks, 0);
-                for (auto& o : order) {
-                    BlockWork& w = blocks[o.second];
-                    CollapseStep step = w.done[next[o.second]++].second;
-                    std::uint32_t from = next[o.second] > 1 ? w.done[next[o.second] - 2].second.wedgeEnd : 0;
+                for (auto& entry : order) {
+                    BlockWork& w = blocks[entry.second];
+                    CollapseStep step = w.done[next[entry.second]++].second;
+                    std::uint32_t from = next[entry.second] > 1 ? w.done[next[entry.second] - 2].second.wedgeEnd : 0;
                     std::uint32_t base = std::uint32_t(log->wedgeSteps.size());
                     log->wedgeSteps.insert(log->wedgeSteps.end(), w.wedgeSteps.begin() + from,
                                            w.wedgeSteps.begin() + step.wedgeEnd);
