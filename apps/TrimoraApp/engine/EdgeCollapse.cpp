@@ -194,7 +194,9 @@ private:
         std::vector<WedgeStep> wedgeSteps;
     };
     std::vector<BlockWork> blocks = std::vector<BlockWork>(kBlocks);
-    int blockOf(std::int32_t x) const { return int(std::int64_t(x) * kBlocks / vertexCount); }
+    std::vector<std::uint8_t> block;  // spatial block of each vertex (assignBlocks)
+    int blockOf(std::int32_t x) const { return block[x]; }
+    void assignBlocks(const double lo[3], const double hi[3]);
 };
 
 // Hands out chunks of [0, n) to the threads as they ask for them: work is uneven (dead vertices,
@@ -345,6 +347,7 @@ void Collapser::setup() {
         const float* c = &p.x;
         for (int i = 0; i < 3; ++i) lo[i] = std::min(lo[i], double(c[i])), hi[i] = std::max(hi[i], double(c[i]));
     }
+    assignBlocks(lo, hi);
     double diag2 = 0;
     for (int i = 0; i < 3; ++i) diag2 += (hi[i] - lo[i]) * (hi[i] - lo[i]);
     double coef = std::min(std::max(double(o.colorCoef), 0.0), 100.0) / 100.0;
@@ -412,6 +415,33 @@ void Collapser::setup() {
         }
     });
     computeMirror();
+}
+
+// Blocks are runs of cells of a 16x16x16 grid over the bounding box, taken in Morton order and
+// holding about equal vertex counts (a histogram, no sort): compact regions, so neighbours share a
+// block whatever order the file lists its vertices in. Small meshes get fewer, larger blocks.
+void Collapser::assignBlocks(const double lo[3], const double hi[3]) {
+    const int cells = 4096;
+    double scale[3];
+    for (int i = 0; i < 3; ++i) scale[i] = hi[i] > lo[i] ? 16 / (hi[i] - lo[i]) : 0;
+    auto cellOf = [&](std::int32_t v) {
+        const float* p = &m.positions[v].x;
+        int code = 0;
+        for (int i = 0; i < 3; ++i) {
+            int c = std::min(std::max(int((double(p[i]) - lo[i]) * scale[i]), 0), 15);
+            for (int bit = 0; bit < 4; ++bit) code |= ((c >> bit) & 1) << (3 * bit + i);
+        }
+        return code;
+    };
+    const std::int64_t used = std::max<std::int64_t>(1, std::min<std::int64_t>(kBlocks, vertexCount / 8192));
+    std::vector<std::int64_t> count(cells + 1, 0);
+    block.resize(vertexCount);
+    for (std::int32_t v = 0; v < vertexCount; ++v) ++count[cellOf(v) + 1];
+    for (int c = 0; c < cells; ++c) count[c + 1] += count[c];
+    std::vector<std::uint8_t> blockOfCell(cells);
+    for (int c = 0; c < cells; ++c)
+        blockOfCell[c] = std::uint8_t(std::min<std::int64_t>(used - 1, count[c] * used / std::max<std::int64_t>(vertexCount, 1)));
+    for (std::int32_t v = 0; v < vertexCount; ++v) block[v] = blockOfCell[cellOf(v)];
 }
 
 // Symmetric meshes collapse in mirrored pairs: a vertex on the plane only onto the plane, a
@@ -793,7 +823,7 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
             live -= pair ? 2 : 1;
             done += pair ? 2 : 1;
         };
-        // Far from the goal, the cheapest candidates are applied in blocks of vertex ids, one
+        // Far from the goal, the cheapest candidates are applied in spatial blocks, one
         // thread per block: a collapse whose two neighbourhoods lie inside its block reads and
         // writes nothing another block's collapses touch. The blocks are fixed, not per thread,
         // so thread count never changes the result. The rest follow serially in cost order.
