@@ -42,23 +42,26 @@ struct Quadric {
     void add(const Quadric& o) {
         for (int i = 0; i < 10; ++i) q[i] += o.q[i];
     }
+    // Nested form: the hottest arithmetic of evaluation, about half the multiplies of the expansion.
     double eval(Vec3 p) const {
-        double r = q[0] * p.x * p.x + 2 * q[1] * p.x * p.y + 2 * q[2] * p.x * p.z + 2 * q[3] * p.x +
-                   q[4] * p.y * p.y + 2 * q[5] * p.y * p.z + 2 * q[6] * p.y + q[7] * p.z * p.z +
-                   2 * q[8] * p.z + q[9];
+        double r = p.x * (q[0] * p.x + 2 * (q[1] * p.y + q[2] * p.z + q[3])) +
+                   p.y * (q[4] * p.y + 2 * (q[5] * p.z + q[6])) + p.z * (q[7] * p.z + 2 * q[8]) + q[9];
         return r > 0 ? r : 0;
     }
     // The point of least error, when the quadric is well conditioned.
+    // The cofactors of the symmetric 3x3 part serve both the determinant and the solve.
     bool optimum(Vec3& p) const {
         double a = q[0], b = q[1], c = q[2], d = q[4], e = q[5], f = q[7];
-        double det = a * (d * f - e * e) - b * (b * f - c * e) + c * (b * e - c * d);
+        double c00 = d * f - e * e, c01 = c * e - b * f, c02 = b * e - c * d;
+        double det = a * c00 + b * c01 + c * c02;
         double scale = a + d + f;
         if (!(std::fabs(det) > 1e-9 * scale * scale * scale)) return false;
-        double inv = 1.0 / det;
-        double rx = -q[3], ry = -q[6], rz = -q[8];
-        p.x = inv * (rx * (d * f - e * e) - b * (ry * f - e * rz) + c * (ry * e - d * rz));
-        p.y = inv * (a * (ry * f - e * rz) - rx * (b * f - c * e) + c * (b * rz - c * ry));
-        p.z = inv * (a * (d * rz - ry * e) - b * (b * rz - c * ry) + rx * (b * e - c * d));
+        double c11 = a * f - c * c, c12 = b * c - a * e, c22 = a * d - b * b;
+        double inv = -1.0 / det;
+        double rx = q[3], ry = q[6], rz = q[8];
+        p.x = inv * (c00 * rx + c01 * ry + c02 * rz);
+        p.y = inv * (c01 * rx + c11 * ry + c12 * rz);
+        p.z = inv * (c02 * rx + c12 * ry + c22 * rz);
         return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
     }
 };
@@ -266,22 +269,28 @@ void Collapser::ring(std::int32_t v, Ring& r) const {
     // Large fans (poles) look neighbours up in a per-thread slot table instead of a linear scan.
     const bool big = r.tris.size() > 32;
     if (big && r.slot.size() != std::size_t(vertexCount)) r.slot.assign(vertexCount, -1);
+    static const int after[3][2] = {{1, 2}, {2, 0}, {0, 1}};
     for (std::int32_t t : r.tris) {
         const std::int32_t* tri = &m.triangles[3 * t];
         int k = tri[0] == v ? 0 : tri[1] == v ? 1 : 2;
-        std::int32_t wv = uvs ? m.wedges[3 * t + k] : -1;
-        for (int j = 1; j < 3; ++j) {
-            int kx = (k + j) % 3;
+        const std::int32_t* w = uvs ? &m.wedges[3 * t] : nullptr;
+        std::int32_t wv = w ? w[k] : -1;
+        for (int j = 0; j < 2; ++j) {
+            int kx = after[k][j];
             std::int32_t x = tri[kx];
-            std::int32_t wx = uvs ? m.wedges[3 * t + kx] : -1;
+            std::int32_t wx = w ? w[kx] : -1;
             Neighbour* n = nullptr;
             if (big) {
                 std::int32_t& slot = r.slot[x];
                 if (slot >= 0) n = &r.nbs[slot];
                 else slot = std::int32_t(r.nbs.size());
             } else {
+                // Each neighbour is met at most twice on a manifold fan: stop at the first match.
                 for (Neighbour& e : r.nbs)
-                    if (e.vertex == x) n = &e;
+                    if (e.vertex == x) {
+                        n = &e;
+                        break;
+                    }
             }
             if (!n) {
                 r.nbs.push_back({x, 1, wv, wx, false});
@@ -374,7 +383,7 @@ void Collapser::setup() {
                 q.addPlane(un, -dot(un, a), 0.5 * len);
                 area += 0.5 * len / 3;
                 // Open edges get a plane across the face, so that borders keep their line.
-                for (int k = 0; k < 3; ++k) {
+                for (int k = 0; k < 3 && r.borderEdges > 0; ++k) {
                     std::int32_t x = tri[k];
                     if (x == v) continue;
                     const Neighbour* nb = r.find(x);
@@ -435,13 +444,14 @@ void Collapser::assignBlocks(const double lo[3], const double hi[3]) {
     };
     const std::int64_t used = std::max<std::int64_t>(1, std::min<std::int64_t>(kBlocks, vertexCount / 8192));
     std::vector<std::int64_t> count(cells + 1, 0);
+    std::vector<std::uint16_t> cellOfVertex(vertexCount);
     block.resize(vertexCount);
-    for (std::int32_t v = 0; v < vertexCount; ++v) ++count[cellOf(v) + 1];
+    for (std::int32_t v = 0; v < vertexCount; ++v) ++count[(cellOfVertex[v] = std::uint16_t(cellOf(v))) + 1];
     for (int c = 0; c < cells; ++c) count[c + 1] += count[c];
     std::vector<std::uint8_t> blockOfCell(cells);
     for (int c = 0; c < cells; ++c)
         blockOfCell[c] = std::uint8_t(std::min<std::int64_t>(used - 1, count[c] * used / std::max<std::int64_t>(vertexCount, 1)));
-    for (std::int32_t v = 0; v < vertexCount; ++v) block[v] = blockOfCell[cellOf(v)];
+    for (std::int32_t v = 0; v < vertexCount; ++v) block[v] = blockOfCell[cellOfVertex[v]];
 }
 
 // Symmetric meshes collapse in mirrored pairs: a vertex on the plane only onto the plane, a
