@@ -1,5 +1,6 @@
-// Fuzz target: the OBJ export of declared meshes fed hostile mesh files; the OBJ it writes must
-// only reference vertices and UVs that it wrote.
+// Fuzz target: the OBJ export of declared meshes fed hostile mesh files. The OBJ read back must
+// hold every face as its mesh stores it, shifted by the mesh's offsets; faces whose corners lie
+// inside their mesh must reference only vertices and UVs the OBJ holds.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -11,6 +12,7 @@
 #include "ExportAllObjUtils.h"
 #include "FuzzSupport.h"
 #include "KelRegistryCommands.h"
+#include "io/KVKelIO.h"
 
 namespace {
 
@@ -32,39 +34,90 @@ std::vector<std::pair<const std::uint8_t*, std::size_t>> splitInput(const std::u
     return parts;
 }
 
-// Reads "f a/b c/d ..." lines back and checks every index against the "v" and "vt" lines.
-void checkObj(const std::string& path) {
+struct MeshFacts {
+    long points = 0;
+    long uvs = 0;
+    bool hasUV = false;
+    std::vector<int> faces;
+};
+
+MeshFacts readFacts(const std::string& path) {
+    MeshFacts m;
+    KVArray<KVVector3f> points;
+    KVArray<KVVector2f> uvs;
+    KVArray<int> faces;
+    KVKelIO::readVertexBloc(path.c_str(), points);
+    KVKelIO::readUV4Bloc(path.c_str(), uvs);
+    KVKelIO::readFace4Bloc(path.c_str(), faces, m.hasUV);
+    m.points = points.getCount();
+    m.uvs = uvs.getCount();
+    m.faces.assign(faces.begin(), faces.begin() + (faces.getCount() / 4) * 4);
+    return m;
+}
+
+// Reads the OBJ back and compares every face line with the face its mesh stores.
+void checkObj(const std::string& path, const std::vector<std::string>& meshes) {
+    std::vector<MeshFacts> facts;
+    long vertexTotal = 0, uvTotal = 0;
+    for (const std::string& m : meshes) {
+        facts.push_back(readFacts(m));
+        vertexTotal += facts.back().points;
+        uvTotal += facts.back().uvs;
+    }
     FILE* f = std::fopen(path.c_str(), "r");
     FUZZ_CHECK(f != nullptr);
-    long vertices = 0, uvs = 0;
-    std::vector<std::string> faces;
+    long vertices = 0, uvs = 0, vertexOffset = 0, uvOffset = 0;
+    int mesh = -1;
+    std::size_t face = 0;
     char line[4096];
     while (std::fgets(line, sizeof line, f) != nullptr) {
         if (std::strncmp(line, "v ", 2) == 0) ++vertices;
         else if (std::strncmp(line, "vt ", 3) == 0) ++uvs;
-        else if (std::strncmp(line, "f ", 2) == 0) faces.emplace_back(line + 2);
+        else if (std::strncmp(line, "g ", 2) == 0) {
+            if (mesh >= 0) {
+                FUZZ_CHECK(face == facts[mesh].faces.size() / 4);  // no face dropped
+                vertexOffset += facts[mesh].points;
+                uvOffset += facts[mesh].uvs;
+            }
+            ++mesh;
+            face = 0;
+            FUZZ_CHECK(mesh < static_cast<int>(facts.size()));
+        } else if (std::strncmp(line, "f ", 2) == 0) {
+            FUZZ_CHECK(mesh >= 0);
+            const MeshFacts& m = facts[mesh];
+            FUZZ_CHECK(face < m.faces.size() / 4);
+            const int* stored = &m.faces[4 * face];
+            const int corners = stored[3] < 0 ? 3 : 4;
+            bool inside = true;
+            for (int c = 0; c < corners; ++c) inside = inside && stored[c] >= 0 && stored[c] < m.points;
+            const char* p = line + 2;
+            for (int c = 0; c < corners; ++c) {
+                char* end = nullptr;
+                const long v = std::strtol(p, &end, 10);
+                FUZZ_CHECK(end != p);
+                // 32-bit wrapping sums, as the export forms them.
+                const std::int32_t expected = static_cast<std::int32_t>(
+                    static_cast<std::uint32_t>(stored[c]) + static_cast<std::uint32_t>(vertexOffset) + 1u);
+                FUZZ_CHECK(v == expected);
+                if (inside) FUZZ_CHECK(v >= 1 && v <= vertexTotal);
+                p = end;
+                if (m.hasUV) {
+                    FUZZ_CHECK(*p == '/');
+                    const long t = std::strtol(p + 1, &end, 10);
+                    FUZZ_CHECK(t == uvOffset + 4 * static_cast<long>(face) + c + 1);
+                    if (4 * static_cast<long>(face) + corners <= m.uvs) FUZZ_CHECK(t >= 1 && t <= uvTotal);
+                    p = end;
+                }
+                while (*p == ' ') ++p;
+            }
+            FUZZ_CHECK(*p == '\n' || *p == '\0');
+            ++face;
+        }
     }
     std::fclose(f);
-    for (const std::string& face : faces) {
-        const char* p = face.c_str();
-        int corners = 0;
-        while (*p != '\0' && *p != '\n') {
-            char* end = nullptr;
-            const long v = std::strtol(p, &end, 10);
-            FUZZ_CHECK(end != p);
-            FUZZ_CHECK(v >= 1 && v <= vertices);
-            p = end;
-            if (*p == '/') {
-                const long t = std::strtol(p + 1, &end, 10);
-                FUZZ_CHECK(end != p + 1);
-                FUZZ_CHECK(t >= 1 && t <= uvs);
-                p = end;
-            }
-            ++corners;
-            while (*p == ' ') ++p;
-        }
-        FUZZ_CHECK(corners == 3 || corners == 4);
-    }
+    FUZZ_CHECK(vertices == vertexTotal && uvs == uvTotal);
+    FUZZ_CHECK(mesh == static_cast<int>(facts.size()) - 1);
+    if (mesh >= 0) FUZZ_CHECK(face == facts[mesh].faces.size() / 4);
 }
 
 }  // namespace
@@ -82,7 +135,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     EndDeclareKelFiles(nullptr, 0.0, nullptr, 0, nullptr, 0, nullptr);
     std::string text = obj;
     FUZZ_CHECK(ExportOBJAllDeclaredKel(&text[0], 0.0, nullptr, 0, nullptr, 0, nullptr) == 0.0f);
-    checkObj(obj);
+    checkObj(obj, paths);
     for (const std::string& p : paths) std::remove(p.c_str());
     std::remove(obj.c_str());
     return 0;

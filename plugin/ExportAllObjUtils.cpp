@@ -51,32 +51,6 @@ bool writeMaterials(const KVString& mtlPath, const KVArray<KVString>& textures, 
     return true;
 }
 
-// A face whose corners name a vertex its mesh does not have, or whose UV slots lie beyond the
-// mesh's UVs, would send the program reading the OBJ file outside its arrays: such faces are left
-// out. Runs of whole faces go to the writer at once, each with the UV slots of its first face.
-void writeFacesInRange(KVObjTextWriter& obj, const int* faces, int faceCount, int vertexCount,
-                       std::int32_t vertexOffset, bool withUVs, int uvCount, std::int32_t uvOffset) {
-    auto usable = [&](int k) {
-        const int* f = faces + 4 * static_cast<std::ptrdiff_t>(k);
-        const int corners = f[3] < 0 ? 3 : 4;
-        for (int c = 0; c < corners; ++c)
-            if (f[c] < 0 || f[c] >= vertexCount) return false;
-        // Face k uses the pairs 4k .. 4k + 3 of its mesh (a triangle's fourth is written, unused).
-        return !withUVs || static_cast<long long>(k) * 4 + corners <= uvCount;
-    };
-    int k = 0;
-    while (k < faceCount) {
-        while (k < faceCount && !usable(k)) ++k;
-        const int first = k;
-        while (k < faceCount && usable(k)) ++k;
-        if (k > first) {
-            // first < 2^29: the faces came from an array of at most INT_MAX indices.
-            obj.writeFaces(faces + 4 * static_cast<std::ptrdiff_t>(first), k - first, vertexOffset, withUVs,
-                           addCount(uvOffset, 4 * first));
-        }
-    }
-}
-
 }  // namespace
 
 KVString ExportAllObjUtils::mtlPathFor(const KVString& objPath) {
@@ -127,15 +101,11 @@ bool ExportAllObjUtils::writeObj(FILE* file, const KVString& path, const KVArray
     // One mesh at a time: only the current mesh's block is in memory, never the whole text.
     KVArray<std::int32_t> vertexOffsets(meshCount, 0);
     KVArray<std::int32_t> uvOffsets(meshCount, 0);
-    // What each mesh wrote, so that its faces can be held to its own vertices and UVs.
-    KVArray<int> vertexCounts(meshCount, 0);
-    KVArray<int> uvCounts(meshCount, 0);
     {
         KVArray<KVVector3f> points;
         for (int i = 0; i < meshCount; ++i) {
             KVKelIO::readVertexBloc(kelFiles[i], points);
             obj.writeVertices(points.getData(), points.getCount());
-            vertexCounts[i] = points.getCount();
             if (i + 1 < meshCount) vertexOffsets[i + 1] = addCount(vertexOffsets[i], points.getCount());
         }
     }
@@ -144,7 +114,6 @@ bool ExportAllObjUtils::writeObj(FILE* file, const KVString& path, const KVArray
         for (int i = 0; i < meshCount; ++i) {
             KVKelIO::readUV4Bloc(kelFiles[i], uvs);
             obj.writeUVs(uvs.getData(), uvs.getCount());
-            uvCounts[i] = uvs.getCount();
             if (i + 1 < meshCount) uvOffsets[i + 1] = addCount(uvOffsets[i], uvs.getCount());
         }
     }
@@ -161,8 +130,9 @@ bool ExportAllObjUtils::writeObj(FILE* file, const KVString& path, const KVArray
                     obj.writeText("usemtl defaultMat\n");
             }
             // Whole faces only: a trailing partial record is never read.
-            writeFacesInRange(obj, faces.getData(), faces.getCount() / 4, vertexCounts[i], vertexOffsets[i], hasUV,
-                              uvCounts[i], uvOffsets[i]);
+            // Faces go out as the mesh file stores them: a host that exported a broken mesh gets it
+            // back as it was, never a silently thinned one.
+            obj.writeFaces(faces.getData(), faces.getCount() / 4, vertexOffsets[i], hasUV, uvOffsets[i]);
         }
     }
     return obj.flush();

@@ -304,9 +304,9 @@ TEST(ExportOBJAllDeclaredKel, ReadBackByAnObjLoader) {
     }
 }
 
-// A hostile mesh file: faces naming vertices the mesh does not have, or UV slots beyond its UVs,
-// are left out; the faces around them keep their own UV slots.
-TEST(ExportOBJAllDeclaredKel, FacesOutsideTheirMeshAreLeftOut) {
+// A broken mesh file: faces naming vertices the mesh does not have, or UV slots beyond its UVs,
+// are written as stored, with the offsets of their mesh.
+TEST(ExportOBJAllDeclaredKel, FacesGoOutAsStoredEvenWhenTheyNameMissingVertices) {
     TempFolder folder;
     Mesh m;
     m.points = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
@@ -336,9 +336,11 @@ TEST(ExportOBJAllDeclaredKel, FacesOutsideTheirMeshAreLeftOut) {
     const std::string text = readText(obj);
     const std::size_t groups = text.find("g subtool1\n");
     ASSERT_NE(groups, std::string::npos);
+    // Nothing is dropped or repaired: index 4 of a four-point mesh becomes 5, which is the next
+    // mesh's first vertex; -1 becomes 0; the UV slots run on past the pairs the file held.
     EXPECT_EQ(text.substr(groups),
               "g subtool1\n"
-              "f 1/1 2/2 3/3 4/4\nf 4/13 3/14 2/15\nf 1/17 3/18 4/19\n"
+              "f 1/1 2/2 3/3 4/4\nf 1/5 2/6 3/7 5/8\nf 0/9 2/10 3/11\nf 4/13 3/14 2/15\nf 1/17 3/18 4/19\n"
               "g subtool2\n"
-              "f 5/21 6/22 7/23 8/24\n");
+              "f 5/21 6/22 7/23 8/24\nf 6/25 7/26 8/27 5/28\n");
 }
