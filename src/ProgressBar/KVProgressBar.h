@@ -91,7 +91,7 @@ private:
     void clearRecord();
     static void copyTitle(char dest[kTitleSize], const char* title);
 
-    std::int32_t m_one = 1;  // set once, never changed
+    [[maybe_unused]] std::int32_t m_one = 1;  // set once, never changed
     KVString m_fileName;
 
     // The shared record.
