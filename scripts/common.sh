@@ -12,6 +12,8 @@ TRIMORA_PACKAGES=(
   libmeshoptimizer-dev
   # Hardening: libFuzzer and the sanitizers (clang), the 32-bit build.
   clang libclang-rt-14-dev g++-multilib
+  # A locale with a decimal comma, so the OBJ number tests run under a host-like locale.
+  locales
 )
 
 log() { printf '\033[1m==> %s\033[0m\n' "$*" >&2; }
@@ -34,6 +36,16 @@ install_missing() {
   export DEBIAN_FRONTEND=noninteractive
   "${sudo[@]}" apt-get -o DPkg::Lock::Timeout=600 update -qq
   "${sudo[@]}" apt-get -o DPkg::Lock::Timeout=600 install -y -qq --no-install-recommends "${missing[@]}"
+}
+
+# ensure_locale NAME: compiles one locale when the system lacks it (the tests switch to it).
+ensure_locale() {
+  local name="$1" lang="${1%%.*}"
+  local wanted="${name,,}"; wanted="${wanted/utf-8/utf8}"
+  locale -a 2>/dev/null | tr '[:upper:]' '[:lower:]' | grep -qx "$wanted" && return 0
+  [[ $(id -u) -eq 0 ]] || { log "locale $name missing (needs root to add)"; return 0; }
+  log "adding locale $name"
+  localedef -i "$lang" -c -f UTF-8 "$name" || log "could not add locale $name"
 }
 
 # configure_and_build PRESET [targets...]

@@ -6,6 +6,7 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 install_missing "${TRIMORA_PACKAGES[@]}"
+ensure_locale de_DE.UTF-8
 configure_and_build default
 log "testing (default)"
 cd "$ROOT"
