@@ -55,6 +55,14 @@ std::string PluginHost::executableFolder() { return KVPlatform::hostApplicationF
 
 std::string PluginHost::defaultModulePath() { return executableFolder() + "/Trimora.so"; }
 
+std::string PluginHost::imageWrapperPath() { return executableFolder() + "/YData/YPlugs64/QtLibs/QtWrapper.so"; }
+
+std::string PluginHost::decimationAppPath() { return executableFolder() + "/TrimoraApp"; }
+
+bool PluginHost::hasImageWrapper() { return pathExists(imageWrapperPath()); }
+
+bool PluginHost::hasDecimationApp() { return access(decimationAppPath().c_str(), X_OK) == 0; }
+
 PluginHost& sharedPluginHost() {
     static PluginHost host;
     return host;

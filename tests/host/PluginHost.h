@@ -31,6 +31,13 @@ public:
     static std::string executableFolder();
     static std::string defaultModulePath();
 
+    // Companions a build may lack (a 32-bit build has neither: Qt and the reduction library are
+    // 64-bit only here); tests that need one skip without it. Both looked up where the host has them.
+    static std::string imageWrapperPath();
+    static std::string decimationAppPath();
+    static bool hasImageWrapper();
+    static bool hasDecimationApp();
+
 private:
     void* m_handle = nullptr;
     std::string m_modulePath;
