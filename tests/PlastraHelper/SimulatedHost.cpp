@@ -1,6 +1,7 @@
 // The simulated host's records and function tables.
 #include "SimulatedHost.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <set>
 
@@ -42,6 +43,20 @@ Host3::Host3(const BuildLayout& layout) : m_layout(layout) {
     m_slots[2] = static_cast<char*>(m_doc);
 }
 
+Host3::~Host3() {
+    // A text record the library gives a window (malloc'd) is the window's from then on, and a swap
+    // may have moved it into an info record's name slot: both slots of every window are looked at.
+    std::set<const void*> own;
+    for (const std::unique_ptr<unsigned char[]>& block : m_blocks) own.insert(block.get() + 1);
+    std::set<void*> given;
+    for (void* w : m_windows) {
+        void* info = readPtr(w, m_layout.info);
+        for (void* record : {textRecord(w), info ? readPtr(info, 96) : nullptr})
+            if (record != nullptr && own.count(record) == 0) given.insert(record);
+    }
+    for (void* record : given) std::free(record);
+}
+
 void* Host3::readPtr(const void* record, std::size_t pos) {
     return reinterpret_cast<void*>(static_cast<std::uintptr_t>(get<std::uint64_t>(record, pos)));
 }
@@ -72,6 +87,7 @@ void* Host3::newTextRecord(const char* text) {
 
 void* Host3::windowRecord(std::size_t size, const char* name, void* parent, const char* text) {
     void* w = newRecord(size);
+    m_windows.push_back(w);
     if (name != nullptr) {
         void* info = newRecord(kInfoSize);
         writePtr(info, 96, newTextRecord(name));

@@ -50,6 +50,10 @@ struct Mesh {
 class Host3 {
 public:
     explicit Host3(const BuildLayout& layout);
+    // Frees the records the library made for this host's windows, as the host frees a window's records.
+    ~Host3();
+    Host3(const Host3&) = delete;
+    Host3& operator=(const Host3&) = delete;
     const BuildLayout& layout() const { return m_layout; }
 
     // A window appended as the last child of parent (none: a free window). Null name: no info
@@ -107,6 +111,7 @@ private:
 
     BuildLayout m_layout;
     std::vector<std::unique_ptr<unsigned char[]>> m_blocks;
+    std::vector<void*> m_windows;
     void* m_doc = nullptr;
     void* m_mesh = nullptr;
     std::unique_ptr<Mesh> m_meshData;
