@@ -145,9 +145,66 @@ inline std::int32_t wrapAdd(std::int32_t a, std::int32_t b, std::int32_t c) {
     return out;
 }
 
+// Nine digits of v < 10^9, leading zeros included: v / 10^8 as a 32.32 fixed-point number, whose
+// whole part is the first digit; each multiply of the fraction by 100 lifts out the next pair.
+// The rounded-up reciprocal and the added unit keep the fraction at or just above the exact one,
+// never a digit's worth above (checked for every v below 10^9).
+inline char* put9Fixed(char* p, std::uint32_t v) {
+    std::uint64_t y = ((static_cast<std::uint64_t>(v) * 1441151881u) >> 25) + 1;
+    *p = static_cast<char>('0' + static_cast<std::uint32_t>(y >> 32));
+    y = static_cast<std::uint64_t>(static_cast<std::uint32_t>(y)) * 100;
+    put2(p + 1, static_cast<std::uint32_t>(y >> 32));
+    y = static_cast<std::uint64_t>(static_cast<std::uint32_t>(y)) * 100;
+    put2(p + 3, static_cast<std::uint32_t>(y >> 32));
+    y = static_cast<std::uint64_t>(static_cast<std::uint32_t>(y)) * 100;
+    put2(p + 5, static_cast<std::uint32_t>(y >> 32));
+    y = static_cast<std::uint64_t>(static_cast<std::uint32_t>(y)) * 100;
+    put2(p + 7, static_cast<std::uint32_t>(y >> 32));
+    return p + 9;
+}
+
+char* formatFloat9Slow(char* out, float x);
+
+// "%.9f" of the usual mesh number, 2^-32 <= |x| < 2^10, on one straight path; the rest (zeros,
+// tiny, large, special) goes to the general formatter.
+inline char* putFloat9(char* p, float x) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &x, sizeof(bits));
+    const std::uint32_t biased = (bits >> 23) & 0xFFu;
+    if (biased - 95u > 136u - 95u) return formatFloat9Slow(p, x);
+    *p = '-';
+    p += bits >> 31;  // signs fall either way in a mesh: no branch on them
+    // x = m / 2^s exactly, 14 <= s <= 55. m x 10^9 < 2^54: the whole number and the nine decimals,
+    // rounded half to even, come out of one exact shift (adding just under a half, plus one when
+    // the truncated result is odd). 10^9 is even, so the parity of the decimals decides.
+    const std::uint32_t m = (bits & 0x7FFFFFu) | 0x800000u;
+    const unsigned s = 150u - biased;
+    const std::uint64_t n = static_cast<std::uint64_t>(m) * kBillion;
+    const std::uint64_t odd = (n >> s) & 1u;
+    const std::uint64_t scaled = (n + (std::uint64_t(1) << (s - 1)) - 1u + odd) >> s;
+    std::uint32_t whole = static_cast<std::uint32_t>(static_cast<std::uint64_t>(m) >> s);
+    std::uint32_t decimals = static_cast<std::uint32_t>(scaled) - whole * kBillion;  // wraps back exactly
+    const std::uint32_t carry = decimals >= kBillion ? 1 : 0;  // .9999999995 and up
+    whole += carry;
+    decimals -= carry * kBillion;
+    if (whole < 100) {  // one or two digits without a branch
+        const std::uint32_t two = whole >= 10 ? 1 : 0;
+        std::memcpy(p, kDigitPairs + 2 * whole + 1 - two, 2);  // a spare second byte is overwritten
+        p += 1 + two;
+    } else {
+        p = putSmall(p, whole);
+    }
+    *p = '.';
+    return put9Fixed(p + 1, decimals);
+}
+
 }  // namespace
 
-char* KVObjTextWriter::formatFloat9(char* out, float x) {
+char* KVObjTextWriter::formatFloat9(char* out, float x) { return putFloat9(out, x); }
+
+namespace {
+
+__attribute__((noinline)) char* formatFloat9Slow(char* out, float x) {
     std::uint32_t bits;
     std::memcpy(&bits, &x, sizeof(bits));
     const bool negative = (bits >> 31) != 0;
@@ -189,6 +246,8 @@ char* KVObjTextWriter::formatFloat9(char* out, float x) {
     *p++ = '.';
     return put9(p, decimals);
 }
+
+}  // namespace
 
 char* KVObjTextWriter::formatInt(char* out, std::int32_t n) {
     std::uint32_t u = static_cast<std::uint32_t>(n);
@@ -319,11 +378,11 @@ void KVObjTextWriter::writeVertex(float x, float y, float z) {
     char* p = room(kLineRoom);
     *p++ = 'v';
     *p++ = ' ';
-    p = formatFloat9(p, x);
+    p = putFloat9(p, x);
     *p++ = ' ';
-    p = formatFloat9(p, y);
+    p = putFloat9(p, y);
     *p++ = ' ';
-    p = formatFloat9(p, z);
+    p = putFloat9(p, z);
     *p++ = '\n';
     m_pos = p;
 }
@@ -335,9 +394,9 @@ void KVObjTextWriter::writeVertices(const KVVector3f* points, int count) {
 void KVObjTextWriter::writeUV(float u, float v) {
     char* p = room(kLineRoom);
     p = putText(p, "vt ", 3);
-    p = formatFloat9(p, u);
+    p = putFloat9(p, u);
     *p++ = ' ';
-    p = formatFloat9(p, v);
+    p = putFloat9(p, v);
     *p++ = '\n';
     m_pos = p;
 }
