@@ -8,6 +8,10 @@
 #include <thread>
 #include <utility>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace {
 
 const char kDigitPairs[201] =
@@ -145,22 +149,47 @@ inline std::int32_t wrapAdd(std::int32_t a, std::int32_t b, std::int32_t c) {
     return out;
 }
 
-// Nine digits of v < 10^9, leading zeros included: v / 10^8 as a 32.32 fixed-point number, whose
-// whole part is the first digit; each multiply of the fraction by 100 lifts out the next pair.
-// The rounded-up reciprocal and the added unit keep the fraction at or just above the exact one,
-// never a digit's worth above (checked for every v below 10^9).
-inline char* put9Fixed(char* p, std::uint32_t v) {
+#if defined(__SSE2__)
+// Exactly eight digits of v < 10^8 in the lanes of one SSE2 register: the two 4-digit halves,
+// each spread over four 16-bit lanes, divided by 1000, 100, 10 and 1 with multiply-high steps
+// that are exact below 10^4; each lane less ten times its left neighbour is one digit.
+inline char* put8Simd(char* p, std::uint32_t v) {
+    const std::uint32_t hi = v / 10000;
+    const std::uint32_t lo = v - hi * 10000;
+    __m128i x = _mm_cvtsi32_si128(static_cast<int>(hi | (lo << 16)));
+    x = _mm_unpacklo_epi16(x, x);
+    x = _mm_unpacklo_epi32(x, x);  // hi x 4, lo x 4
+    x = _mm_slli_epi16(x, 2);
+    // x 4 x 8389 / 2^16 / 2^7 = x / 1000, and likewise 5243 / 2^19, 13108 / 2^17, 2^15 / 2^15.
+    x = _mm_mulhi_epu16(x, _mm_setr_epi16(8389, 5243, 13108, -32768, 8389, 5243, 13108, -32768));
+    x = _mm_mulhi_epu16(x, _mm_setr_epi16(1 << 7, 1 << 11, 1 << 13, -32768, 1 << 7, 1 << 11, 1 << 13, -32768));
+    const __m128i tens = _mm_slli_epi64(_mm_mullo_epi16(x, _mm_set1_epi16(10)), 16);
+    const __m128i digits = _mm_sub_epi16(x, tens);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p),
+                     _mm_add_epi8(_mm_packus_epi16(digits, digits), _mm_set1_epi8('0')));
+    return p + 8;
+}
+#endif
+
+// Nine digits of v < 10^9, leading zeros included: the decimals of "%.9f".
+inline char* put9Fast(char* p, std::uint32_t v) {
+#if defined(__SSE2__)
+    const std::uint32_t first = static_cast<std::uint32_t>((static_cast<std::uint64_t>(v) * 1441151881u) >> 57);
+    *p = static_cast<char>('0' + first);
+    return put8Simd(p + 1, v - first * 100000000u);
+#else
+    // v / 10^8 as a 32.32 fixed-point number, whose whole part is the first digit; each multiply
+    // of the fraction by 100 lifts out the next pair. The rounded-up reciprocal and the added unit
+    // keep the fraction at or just above the exact one, never a digit's worth above (checked for
+    // every v below 10^9).
     std::uint64_t y = ((static_cast<std::uint64_t>(v) * 1441151881u) >> 25) + 1;
     *p = static_cast<char>('0' + static_cast<std::uint32_t>(y >> 32));
-    y = static_cast<std::uint64_t>(static_cast<std::uint32_t>(y)) * 100;
-    put2(p + 1, static_cast<std::uint32_t>(y >> 32));
-    y = static_cast<std::uint64_t>(static_cast<std::uint32_t>(y)) * 100;
-    put2(p + 3, static_cast<std::uint32_t>(y >> 32));
-    y = static_cast<std::uint64_t>(static_cast<std::uint32_t>(y)) * 100;
-    put2(p + 5, static_cast<std::uint32_t>(y >> 32));
-    y = static_cast<std::uint64_t>(static_cast<std::uint32_t>(y)) * 100;
-    put2(p + 7, static_cast<std::uint32_t>(y >> 32));
+    for (int i = 0; i < 4; ++i) {
+        y = static_cast<std::uint64_t>(static_cast<std::uint32_t>(y)) * 100;
+        put2(p + 1 + 2 * i, static_cast<std::uint32_t>(y >> 32));
+    }
     return p + 9;
+#endif
 }
 
 char* formatFloat9Slow(char* out, float x);
@@ -195,7 +224,45 @@ inline char* putFloat9(char* p, float x) {
         p = putSmall(p, whole);
     }
     *p = '.';
-    return put9Fixed(p + 1, decimals);
+    return put9Fast(p + 1, decimals);
+}
+
+// The one or two leading digits of lead < 100, without a branch.
+inline char* putLead(char* p, std::uint32_t lead) {
+    const std::uint32_t two = lead >= 10 ? 1 : 0;
+    std::memcpy(p, kDigitPairs + 2 * lead + 1 - two, 2);  // a spare second byte is overwritten
+    return p + 1 + two;
+}
+
+// The next pair of digits from a 32.32 fixed-point fraction.
+inline char* putNextPair(char* p, std::uint64_t& y) {
+    y = static_cast<std::uint64_t>(static_cast<std::uint32_t>(y)) * 100;
+    return put2(p, static_cast<std::uint32_t>(y >> 32));
+}
+
+// "%d" of a face index: 1 to 10^8 - 1 as the leading digits of v / 10^(2k) in 32.32 fixed point,
+// then k pairs (rounded-up reciprocals, exact over each range). The digit count of neighbouring
+// indices rarely changes, so the branches are well predicted.
+inline char* putIndex(char* p, std::int32_t n) {
+    const std::uint32_t v = static_cast<std::uint32_t>(n);
+    if (v - 1u >= 99999999u) return KVObjTextWriter::formatInt(p, n);
+    if (v < 100) return putLead(p, v);
+    std::uint64_t y;
+    if (v < 10000) {
+        y = static_cast<std::uint64_t>(v) * 42949673u;
+        p = putLead(p, static_cast<std::uint32_t>(y >> 32));
+        return putNextPair(p, y);
+    }
+    if (v < 1000000) {
+        y = static_cast<std::uint64_t>(v) * 429497u;
+        p = putLead(p, static_cast<std::uint32_t>(y >> 32));
+    } else {
+        y = (static_cast<std::uint64_t>(v) * 281474977u) >> 16;
+        p = putLead(p, static_cast<std::uint32_t>(y >> 32));
+        p = putNextPair(p, y);
+    }
+    p = putNextPair(p, y);
+    return putNextPair(p, y);
 }
 
 }  // namespace
@@ -407,23 +474,41 @@ void KVObjTextWriter::writeUVs(const KVVector2f* uvs, int count) {
 
 void KVObjTextWriter::writeFaces(const int* indices, int faceCount, std::int32_t vertexOffset, bool withUVs,
                                  std::int32_t uvOffset) {
+    // Each index is written + vertexOffset + 1, each UV slot + uvOffset + 1, in the same wrapping
+    // 32-bit arithmetic as the indices.
+    const std::int32_t base = wrapAdd(vertexOffset, 1, 0);
+    std::int32_t t = wrapAdd(uvOffset, 1, 0);
     for (int k = 0; k < faceCount; ++k) {
         const int* face = indices + 4 * static_cast<std::size_t>(k);
-        const int corners = face[3] < 0 ? 3 : 4;
+        const bool quad = face[3] >= 0;
         char* p = room(kLineRoom);
         *p++ = 'f';
-        // t = uvOffset + 4k, in the same 32-bit arithmetic as the indices.
-        const std::int32_t t = wrapAdd(uvOffset, static_cast<std::int32_t>(4u * static_cast<std::uint32_t>(k)), 0);
-        for (int c = 0; c < corners; ++c) {
-            *p++ = ' ';
-            p = formatInt(p, wrapAdd(face[c], vertexOffset, 1));
-            if (withUVs) {
+        if (withUVs) {
+            for (int c = 0; c < 3; ++c) {
+                *p++ = ' ';
+                p = putIndex(p, wrapAdd(face[c], base, 0));
                 *p++ = '/';
-                p = formatInt(p, wrapAdd(t, c, 1));
+                p = putIndex(p, wrapAdd(t, c, 0));
+            }
+            if (quad) {
+                *p++ = ' ';
+                p = putIndex(p, wrapAdd(face[3], base, 0));
+                *p++ = '/';
+                p = putIndex(p, wrapAdd(t, 3, 0));
+            }
+        } else {
+            for (int c = 0; c < 3; ++c) {
+                *p++ = ' ';
+                p = putIndex(p, wrapAdd(face[c], base, 0));
+            }
+            if (quad) {
+                *p++ = ' ';
+                p = putIndex(p, wrapAdd(face[3], base, 0));
             }
         }
         *p++ = '\n';
         m_pos = p;
+        t = wrapAdd(t, 4, 0);
     }
 }
 
