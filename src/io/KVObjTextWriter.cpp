@@ -196,7 +196,7 @@ char* formatFloat9Slow(char* out, float x);
 
 // "%.9f" of the usual mesh number, 2^-32 <= |x| < 2^10, on one straight path; the rest (zeros,
 // tiny, large, special) goes to the general formatter.
-inline char* putFloat9(char* p, float x) {
+__attribute__((always_inline)) inline char* putFloat9(char* p, float x) {
     std::uint32_t bits;
     std::memcpy(&bits, &x, sizeof(bits));
     const std::uint32_t biased = (bits >> 23) & 0xFFu;
@@ -243,7 +243,7 @@ inline char* putNextPair(char* p, std::uint64_t& y) {
 // "%d" of a face index: 1 to 10^8 - 1 as the leading digits of v / 10^(2k) in 32.32 fixed point,
 // then k pairs (rounded-up reciprocals, exact over each range). The digit count of neighbouring
 // indices rarely changes, so the branches are well predicted.
-inline char* putIndex(char* p, std::int32_t n) {
+__attribute__((always_inline)) inline char* putIndex(char* p, std::int32_t n) {
     const std::uint32_t v = static_cast<std::uint32_t>(n);
     if (v - 1u >= 99999999u) return KVObjTextWriter::formatInt(p, n);
     if (v < 100) return putLead(p, v);
@@ -441,8 +441,11 @@ void KVObjTextWriter::writeText(const char* text, std::size_t length) {
     }
 }
 
-void KVObjTextWriter::writeVertex(float x, float y, float z) {
-    char* p = room(kLineRoom);
+namespace {
+
+// Whole lines, inlined into the loops below so that the number formatting's constants stay in
+// registers from one line to the next.
+__attribute__((always_inline)) inline char* vertexLine(char* p, float x, float y, float z) {
     *p++ = 'v';
     *p++ = ' ';
     p = putFloat9(p, x);
@@ -450,26 +453,31 @@ void KVObjTextWriter::writeVertex(float x, float y, float z) {
     p = putFloat9(p, y);
     *p++ = ' ';
     p = putFloat9(p, z);
-    *p++ = '\n';
-    m_pos = p;
+    *p = '\n';
+    return p + 1;
 }
 
-void KVObjTextWriter::writeVertices(const KVVector3f* points, int count) {
-    for (int i = 0; i < count; ++i) writeVertex(points[i].x, points[i].y, points[i].z);
-}
-
-void KVObjTextWriter::writeUV(float u, float v) {
-    char* p = room(kLineRoom);
+__attribute__((always_inline)) inline char* uvLine(char* p, float u, float v) {
     p = putText(p, "vt ", 3);
     p = putFloat9(p, u);
     *p++ = ' ';
     p = putFloat9(p, v);
-    *p++ = '\n';
-    m_pos = p;
+    *p = '\n';
+    return p + 1;
 }
 
+}  // namespace
+
+void KVObjTextWriter::writeVertex(float x, float y, float z) { m_pos = vertexLine(room(kLineRoom), x, y, z); }
+
+void KVObjTextWriter::writeVertices(const KVVector3f* points, int count) {
+    for (int i = 0; i < count; ++i) m_pos = vertexLine(room(kLineRoom), points[i].x, points[i].y, points[i].z);
+}
+
+void KVObjTextWriter::writeUV(float u, float v) { m_pos = uvLine(room(kLineRoom), u, v); }
+
 void KVObjTextWriter::writeUVs(const KVVector2f* uvs, int count) {
-    for (int i = 0; i < count; ++i) writeUV(uvs[i].u, uvs[i].v);
+    for (int i = 0; i < count; ++i) m_pos = uvLine(room(kLineRoom), uvs[i].u, uvs[i].v);
 }
 
 void KVObjTextWriter::writeFaces(const int* indices, int faceCount, std::int32_t vertexOffset, bool withUVs,
