@@ -171,17 +171,11 @@ inline char* put8Simd(char* p, std::uint32_t v) {
 }
 #endif
 
-// Nine digits of v < 10^9, leading zeros included: the decimals of "%.9f".
-inline char* put9Fast(char* p, std::uint32_t v) {
-#if defined(__SSE2__)
-    const std::uint32_t first = static_cast<std::uint32_t>((static_cast<std::uint64_t>(v) * 1441151881u) >> 57);
-    *p = static_cast<char>('0' + first);
-    return put8Simd(p + 1, v - first * 100000000u);
-#else
-    // v / 10^8 as a 32.32 fixed-point number, whose whole part is the first digit; each multiply
-    // of the fraction by 100 lifts out the next pair. The rounded-up reciprocal and the added unit
-    // keep the fraction at or just above the exact one, never a digit's worth above (checked for
-    // every v below 10^9).
+// v / 10^8 as a 32.32 fixed-point number, whose whole part is the first digit; each multiply of
+// the fraction by 100 lifts out the next pair. The rounded-up reciprocal and the added unit keep
+// the fraction at or just above the exact one, never a digit's worth above (checked for every
+// v below 10^9).
+inline char* put9Portable(char* p, std::uint32_t v) {
     std::uint64_t y = ((static_cast<std::uint64_t>(v) * 1441151881u) >> 25) + 1;
     *p = static_cast<char>('0' + static_cast<std::uint32_t>(y >> 32));
     for (int i = 0; i < 4; ++i) {
@@ -189,6 +183,16 @@ inline char* put9Fast(char* p, std::uint32_t v) {
         put2(p + 1 + 2 * i, static_cast<std::uint32_t>(y >> 32));
     }
     return p + 9;
+}
+
+// Nine digits of v < 10^9, leading zeros included: the decimals of "%.9f".
+inline char* put9Fast(char* p, std::uint32_t v) {
+#if defined(__SSE2__)
+    const std::uint32_t first = static_cast<std::uint32_t>((static_cast<std::uint64_t>(v) * 1441151881u) >> 57);
+    *p = static_cast<char>('0' + first);
+    return put8Simd(p + 1, v - first * 100000000u);
+#else
+    return put9Portable(p, v);
 #endif
 }
 
@@ -315,6 +319,8 @@ __attribute__((noinline)) char* formatFloat9Slow(char* out, float x) {
 }
 
 }  // namespace
+
+char* KVObjTextWriter::formatNineDigitsPortable(char* out, std::uint32_t v) { return put9Portable(out, v); }
 
 char* KVObjTextWriter::formatInt(char* out, std::int32_t n) {
     std::uint32_t u = static_cast<std::uint32_t>(n);
