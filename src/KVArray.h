@@ -2,7 +2,32 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
+#include <new>
+#include <utility>
 #include <vector>
+
+// Leaves new plain-data elements uninitialised when no value is given, so that a bulk read
+// straight into the storage does not pay for zeroing it first.
+template <typename T>
+struct KVDefaultInitAllocator : std::allocator<T> {
+    using std::allocator<T>::allocator;
+    KVDefaultInitAllocator() = default;
+    template <typename U>
+    KVDefaultInitAllocator(const KVDefaultInitAllocator<U>&) noexcept {}
+    template <typename U>
+    struct rebind {
+        using other = KVDefaultInitAllocator<U>;
+    };
+    template <typename U>
+    void construct(U* p) {
+        ::new (static_cast<void*>(p)) U;
+    }
+    template <typename U, typename... Args>
+    void construct(U* p, Args&&... args) {
+        ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+    }
+};
 
 // Elements sit in one block, so a reader can fill getData() with a single bulk transfer.
 template <typename T>
@@ -18,6 +43,8 @@ public:
     void resize(int count, const T& fill = T()) {
         m_items.resize(count > 0 ? static_cast<std::size_t>(count) : 0, fill);
     }
+    // Grows or shrinks to `count`; new plain-data elements are left for the caller to overwrite.
+    void resizeForOverwrite(int count) { m_items.resize(count > 0 ? static_cast<std::size_t>(count) : 0); }
     void reserve(int count) {
         if (count > 0) m_items.reserve(static_cast<std::size_t>(count));
     }
@@ -42,5 +69,5 @@ public:
     const T* end() const { return m_items.data() + m_items.size(); }
 
 private:
-    std::vector<T> m_items;
+    std::vector<T, KVDefaultInitAllocator<T>> m_items;
 };

@@ -83,13 +83,16 @@ public:
         if (elements > static_cast<std::uint64_t>(INT_MAX) || need > left) {
             out.clear();
         } else {
-            out.resize(static_cast<int>(elements), T());
+            out.resizeForOverwrite(static_cast<int>(elements));
             stored = minU64(span, need);
-            if (stored > 0) {
-                // The byte count is not checked: a short read leaves zero-filled elements.
-                const std::size_t got = std::fread(out.getData(), 1, static_cast<std::size_t>(stored), m_file);
-                if (got != stored) return false;
-            }
+            // Only the bytes the file does not supply are zeroed: a short block or a short read
+            // leaves zero-filled elements behind what was read.
+            const std::size_t got =
+                stored > 0 ? std::fread(out.getData(), 1, static_cast<std::size_t>(stored), m_file) : 0;
+            if (need > got)
+                std::memset(reinterpret_cast<unsigned char*>(out.getData()) + got, 0,
+                            static_cast<std::size_t>(need - got));
+            if (got != stored) return false;
         }
         if (!forward(span - stored)) return false;
         return span == payload;
@@ -274,30 +277,31 @@ bool KVKelIO_Core::readUV4Bloc(const KVString& path, KVArray<KVVector2f>& uvs) {
     return true;
 }
 
-bool KVKelIO_Core::readMRGBBloc(const KVString& path, KVArray<unsigned int>& colors) {
-    colors.clear();
+namespace {
+
+// Reads the payload of the first block with `tag` (`count` elements) and stops there.
+template <typename T>
+bool readFirstCountedBlock(const KVString& path, std::uint32_t tag, const char* logLine, KVArray<T>& out) {
+    out.clear();
     KelFile f(path, "rb");
     if (!openChecked(f)) return false;
     walkBlocks(f, [&](const Kel_Header& h) {
-        if (h.tag != kTagMRGB) return f.skip(h);
-        KVLogServer::printLine("  Kel Reading [MRGB] (%d)", logCount(h.count));
-        readColors(f, h, colors);
+        if (h.tag != tag) return f.skip(h);
+        KVLogServer::printLine(logLine, logCount(h.count));
+        f.readPayload(h, h.count, out);
         return false;
     });
     return true;
 }
 
+}  // namespace
+
+bool KVKelIO_Core::readMRGBBloc(const KVString& path, KVArray<unsigned int>& colors) {
+    return readFirstCountedBlock(path, kTagMRGB, "  Kel Reading [MRGB] (%d)", colors);
+}
+
 bool KVKelIO_Core::readMaskBloc(const KVString& path, KVArray<unsigned char>& mask) {
-    mask.clear();
-    KelFile f(path, "rb");
-    if (!openChecked(f)) return false;
-    walkBlocks(f, [&](const Kel_Header& h) {
-        if (h.tag != kTagMask) return f.skip(h);
-        KVLogServer::printLine("  Kel Reading [Mask] (%d)", logCount(h.count));
-        f.readPayload(h, h.count, mask);
-        return false;
-    });
-    return true;
+    return readFirstCountedBlock(path, kTagMask, "  Kel Reading [Mask] (%d)", mask);
 }
 
 bool KVKelIO_Core::readVertexAndFace4Blocs(const KVString& path, KVArray<KVVector3f>& points,
