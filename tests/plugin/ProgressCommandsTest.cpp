@@ -5,26 +5,13 @@
 #include <string>
 
 #include "PluginHost.h"
+#include "ProgressRecordBytes.h"
 
 namespace {
 
 constexpr unsigned char kSentinel = 0x5A;
 
-// A record as the decimation application writes it, built at the file's offsets.
-std::string record(bool started, bool step, const std::string& task, const std::string& stepTitle, int total,
-                   int count) {
-    std::string bytes(176, '\0');
-    bytes[0] = 1;
-    bytes[1] = started ? 1 : 0;
-    bytes[2] = step ? 1 : 0;
-    std::memcpy(&bytes[3], task.data(), task.size() < 80 ? task.size() : 80);
-    std::memcpy(&bytes[83], stepTitle.data(), stepTitle.size() < 80 ? stepTitle.size() : 80);
-    for (int i = 0; i < 4; ++i) {
-        bytes[164 + i] = static_cast<char>((static_cast<unsigned>(total) >> (8 * i)) & 0xFF);
-        bytes[168 + i] = static_cast<char>((static_cast<unsigned>(count) >> (8 * i)) & 0xFF);
-    }
-    return bytes;
-}
+constexpr auto record = &progressRecordBytes;
 
 // A job whose application path names nothing: the launch fails after the progress-bar file was
 // created, so the library follows a file the test writes as the application would.
