@@ -171,43 +171,57 @@ inline char* put8Simd(char* p, std::uint32_t v) {
 }
 #endif
 
-// v / 10^8 as a 32.32 fixed-point number, whose whole part is the first digit; each multiply of
-// the fraction by 100 lifts out the next pair. The rounded-up reciprocal and the added unit keep
-// the fraction at or just above the exact one, never a digit's worth above (checked for every
-// v below 10^9).
-inline char* put9Portable(char* p, std::uint32_t v) {
-    std::uint64_t y = ((static_cast<std::uint64_t>(v) * 1441151881u) >> 25) + 1;
-    *p = static_cast<char>('0' + static_cast<std::uint32_t>(y >> 32));
-    for (int i = 0; i < 4; ++i) {
-        y = static_cast<std::uint64_t>(static_cast<std::uint32_t>(y)) * 100;
-        put2(p + 1 + 2 * i, static_cast<std::uint32_t>(y >> 32));
-    }
-    return p + 9;
-}
-
-// Nine digits of v < 10^9, leading zeros included: the decimals of "%.9f".
-inline char* put9Fast(char* p, std::uint32_t v) {
+// Eight digits of v < 10^8, leading zeros included.
+inline char* put8Fast(char* p, std::uint32_t v) {
 #if defined(__SSE2__)
-    const std::uint32_t first = static_cast<std::uint32_t>((static_cast<std::uint64_t>(v) * 1441151881u) >> 57);
-    *p = static_cast<char>('0' + first);
-    return put8Simd(p + 1, v - first * 100000000u);
+    return put8Simd(p, v);
 #else
-    return put9Portable(p, v);
+    return put8(p, v);
 #endif
 }
 
+// The text before the last eight decimals of "%.9f" for x < 128: the whole part, the point and the
+// first decimal, looked up by q = whole x 10 + first decimal. Byte 7 holds the length.
+struct Lead {
+    char c[8];
+};
+
+constexpr int kLeadCount = 1280;
+
+struct LeadTable {
+    Lead entries[kLeadCount];
+};
+
+constexpr LeadTable makeLeadTable() {
+    LeadTable t{};
+    for (int q = 0; q < kLeadCount; ++q) {
+        char* c = t.entries[q].c;
+        const int whole = q / 10;
+        int n = 0;
+        if (whole >= 100) c[n++] = static_cast<char>('0' + whole / 100);
+        if (whole >= 10) c[n++] = static_cast<char>('0' + whole / 10 % 10);
+        c[n++] = static_cast<char>('0' + whole % 10);
+        c[n++] = '.';
+        c[n++] = static_cast<char>('0' + q % 10);
+        c[7] = static_cast<char>(n);
+    }
+    return t;
+}
+
+constexpr LeadTable kLeads = makeLeadTable();
+
 char* formatFloat9Slow(char* out, float x);
 
-// "%.9f" of the usual mesh number, 2^-32 <= |x| < 2^10, on one straight path; the rest (zeros,
+// "%.9f" of the usual mesh number, 2^-32 <= |x| < 2^7, on one straight path; the rest (zeros,
 // tiny, large, special) goes to the general formatter.
 __attribute__((always_inline)) inline char* putFloat9(char* p, float x) {
     std::uint32_t bits;
     std::memcpy(&bits, &x, sizeof(bits));
     const std::uint32_t biased = (bits >> 23) & 0xFFu;
-    if (biased - 95u > 136u - 95u) return formatFloat9Slow(p, x);
+    if (biased - 95u > 133u - 95u) return formatFloat9Slow(p, x);
     *p = '-';
     p += bits >> 31;  // signs fall either way in a mesh: no branch on them
-    // x = m / 2^s exactly, 14 <= s <= 55. m x 10^9 < 2^54: the whole number and the nine decimals,
+    // x = m / 2^s exactly, 17 <= s <= 55. m x 10^9 < 2^54: the whole number and the nine decimals,
     // rounded half to even, come out of one exact shift (adding just under a half, plus one when
     // the truncated result is odd). 10^9 is even, so the parity of the decimals decides.
     const std::uint32_t m = (bits & 0x7FFFFFu) | 0x800000u;
@@ -215,20 +229,14 @@ __attribute__((always_inline)) inline char* putFloat9(char* p, float x) {
     const std::uint64_t n = static_cast<std::uint64_t>(m) * kBillion;
     const std::uint64_t odd = (n >> s) & 1u;
     const std::uint64_t scaled = (n + (std::uint64_t(1) << (s - 1)) - 1u + odd) >> s;
-    std::uint32_t whole = static_cast<std::uint32_t>(static_cast<std::uint64_t>(m) >> s);
-    std::uint32_t decimals = static_cast<std::uint32_t>(scaled) - whole * kBillion;  // wraps back exactly
-    const std::uint32_t carry = decimals >= kBillion ? 1 : 0;  // .9999999995 and up
-    whole += carry;
-    decimals -= carry * kBillion;
-    if (whole < 100) {  // one or two digits without a branch
-        const std::uint32_t two = whole >= 10 ? 1 : 0;
-        std::memcpy(p, kDigitPairs + 2 * whole + 1 - two, 2);  // a spare second byte is overwritten
-        p += 1 + two;
-    } else {
-        p = putSmall(p, whole);
-    }
-    *p = '.';
-    return put9Fast(p + 1, decimals);
+    // scaled < 1.28 x 10^11, so scaled / 10^8 = (scaled / 2^8) / 390625 by one exact multiply
+    // (the reciprocal's error times 2^29 stays below 2^48). A carry of the rounding into the whole
+    // part (.9999999995 and up) is already in `scaled`.
+    const std::uint32_t q = static_cast<std::uint32_t>(((scaled >> 8) * 720575941u) >> 48);
+    const std::uint32_t rest = static_cast<std::uint32_t>(scaled - static_cast<std::uint64_t>(q) * 100000000u);
+    const Lead& lead = kLeads.entries[q];
+    std::memcpy(p, lead.c, 8);  // the spare bytes are overwritten by the decimals
+    return put8Fast(p + lead.c[7], rest);
 }
 
 // The one or two leading digits of lead < 100, without a branch.
@@ -320,7 +328,7 @@ __attribute__((noinline)) char* formatFloat9Slow(char* out, float x) {
 
 }  // namespace
 
-char* KVObjTextWriter::formatNineDigitsPortable(char* out, std::uint32_t v) { return put9Portable(out, v); }
+char* KVObjTextWriter::formatEightDigitsPortable(char* out, std::uint32_t v) { return put8(out, v); }
 
 char* KVObjTextWriter::formatInt(char* out, std::int32_t n) {
     std::uint32_t u = static_cast<std::uint32_t>(n);

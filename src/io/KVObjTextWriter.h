@@ -36,9 +36,10 @@ public:
     // for negative values that round to zero and for -0.0 ("-0.000000000").
     static char* formatFloat9(char* out, float x);
     static char* formatInt(char* out, std::int32_t n);
-    // The nine decimals of v < 10^9 ("%09u") by the integer path that processors without a vector
-    // unit take; public so that every build checks it, whichever path it uses itself. Writes 9 bytes.
-    static char* formatNineDigitsPortable(char* out, std::uint32_t v);
+    // The last eight decimals, v < 10^8 ("%08u"), by the integer path that processors without a
+    // vector unit take; public so that every build checks it, whichever path it uses itself.
+    // Writes 8 bytes.
+    static char* formatEightDigitsPortable(char* out, std::uint32_t v);
 
     // file may be null: the text is then gathered and dropped at each flush.
     explicit KVObjTextWriter(FILE* file, std::size_t bufferSize = kDefaultBufferSize, bool background = false);
