@@ -1,12 +1,7 @@
 // KVObjTextWriter: OBJ and MTL text, formatted without printf and written in large blocks.
 #include "io/KVObjTextWriter.h"
 
-#include <condition_variable>
 #include <cstring>
-#include <mutex>
-#include <system_error>
-#include <thread>
-#include <utility>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -43,7 +38,8 @@ inline char* put4(char* p, std::uint32_t v) {
 // Exactly eight digits of v < 10^8, leading zeros included, computed in the lanes of one 64-bit
 // word: two 4-digit halves, then four 2-digit pairs, then eight digits. Each step divides a lane
 // by a multiply-and-shift that is exact over the lane's range, so no digit ever carries across.
-inline char* put8(char* p, std::uint32_t v) {
+// The result is the text as a little-endian word: the first digit in the lowest byte.
+inline std::uint64_t eightDigitsWord(std::uint32_t v) {
     const std::uint32_t hi = v / 10000;
     std::uint64_t x = hi | (static_cast<std::uint64_t>(v - hi * 10000) << 32);
     // Per 32-bit lane w < 10^4: w / 100 = (w * 10486) >> 20.
@@ -52,10 +48,14 @@ inline char* put8(char* p, std::uint32_t v) {
     // Per 16-bit lane q < 100: q / 10 = (q * 103) >> 10.
     const std::uint64_t tens = ((x * 103) >> 10) & 0x000F000F000F000Full;
     x = ((x - tens * 10) << 8) + tens;
-    x |= 0x3030303030303030ull;
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    x = __builtin_bswap64(x);
-#endif
+    return x | 0x3030303030303030ull;
+}
+
+constexpr bool kLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+
+inline char* put8(char* p, std::uint32_t v) {
+    std::uint64_t x = eightDigitsWord(v);
+    if (!kLittleEndian) x = __builtin_bswap64(x);
     std::memcpy(p, &x, 8);
     return p + 8;
 }
@@ -339,72 +339,15 @@ char* KVObjTextWriter::formatInt(char* out, std::int32_t n) {
     return putU32(out, u);
 }
 
-// The writing thread: takes one block at a time, writes it, and hands the buffer back.
-struct KVObjTextWriter::Background {
-    std::mutex mutex;
-    std::condition_variable changed;
-    const char* block = nullptr;  // being written; null when the thread is idle
-    std::size_t size = 0;
-    bool stop = false;
-    bool failed = false;
-    char* spare = nullptr;  // the buffer the caller is not filling
-    std::thread thread;
-
-    void run(FILE* file) {
-        std::unique_lock<std::mutex> lock(mutex);
-        for (;;) {
-            changed.wait(lock, [this] { return block != nullptr || stop; });
-            if (block == nullptr) return;
-            const char* data = block;
-            const std::size_t n = size;
-            // After a short write the disk has said no: later blocks are dropped, not retried.
-            const bool refused = failed;
-            lock.unlock();
-            const bool whole = !refused && (file == nullptr || std::fwrite(data, 1, n, file) == n);
-            lock.lock();
-            failed = failed || !whole;
-            block = nullptr;
-            changed.notify_all();
-        }
-    }
-
-    // Waits for the block in hand to be written; false once any block was written short.
-    bool waitIdle() {
-        std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [this] { return block == nullptr; });
-        return !failed;
-    }
-};
-
-KVObjTextWriter::KVObjTextWriter(FILE* file, std::size_t bufferSize, bool background) : m_file(file) {
+KVObjTextWriter::KVObjTextWriter(FILE* file, std::size_t bufferSize) : m_file(file) {
     if (bufferSize < 4 * kLineRoom) bufferSize = 4 * kLineRoom;
-    m_capacity = bufferSize;
     m_begin = new char[bufferSize];
     m_pos = m_begin;
     m_end = m_begin + bufferSize;
-    if (!background) return;
-    try {
-        m_background.reset(new Background);
-        m_background->spare = new char[bufferSize];
-        Background* bg = m_background.get();
-        bg->thread = std::thread([bg, file] { bg->run(file); });
-    } catch (...) {  // no thread, or no memory for the second buffer: write synchronously
-        if (m_background) delete[] m_background->spare;
-        m_background.reset();
-    }
 }
 
 KVObjTextWriter::~KVObjTextWriter() {
     flush();
-    if (m_background) {
-        {
-            std::lock_guard<std::mutex> lock(m_background->mutex);
-            m_background->stop = true;
-        }
-        m_background->changed.notify_all();
-        m_background->thread.join();
-        delete[] m_background->spare;
-    }
     delete[] m_begin;
 }
 
@@ -412,30 +355,13 @@ void KVObjTextWriter::flushBlock() {
     const std::size_t n = static_cast<std::size_t>(m_pos - m_begin);
     if (n == 0) return;
     m_flushed += n;
-    if (!m_background) {
-        // Once a block was written short, the rest is dropped: no write after the first failure.
-        if (m_file != nullptr && (!m_good || std::fwrite(m_begin, 1, n, m_file) != n)) m_good = false;
-        m_pos = m_begin;
-        return;
-    }
-    Background& bg = *m_background;
-    {
-        std::unique_lock<std::mutex> lock(bg.mutex);
-        bg.changed.wait(lock, [&bg] { return bg.block == nullptr; });
-        if (bg.failed) m_good = false;
-        bg.block = m_begin;
-        bg.size = n;
-    }
-    bg.changed.notify_all();
-    // The spare buffer's block was written before the thread went idle: fill it next.
-    std::swap(m_begin, bg.spare);
+    // Once a block was written short, the rest is dropped: no write after the first failure.
+    if (m_file != nullptr && (!m_good || std::fwrite(m_begin, 1, n, m_file) != n)) m_good = false;
     m_pos = m_begin;
-    m_end = m_begin + m_capacity;
 }
 
 bool KVObjTextWriter::flush() {
     flushBlock();
-    if (m_background && !m_background->waitIdle()) m_good = false;
     return m_good;
 }
 
@@ -494,12 +420,83 @@ void KVObjTextWriter::writeUVs(const KVVector2f* uvs, int count) {
     for (int i = 0; i < count; ++i) m_pos = uvLine(room(kLineRoom), uvs[i].u, uvs[i].v);
 }
 
+namespace {
+
+// The UV slot numbers run t + 1, t + 2, ... through a whole mesh. Each is written as its tens
+// (kept as text in a register, formatted again only when they change, once in ten) and its last
+// digit, instead of being formatted whole every time.
+class SlotText {
+public:
+    explicit SlotText(std::uint32_t first) : m_units(first % 10) { setTens(first / 10); }
+    // Needs 9 bytes of room at p; the bytes past the number are overwritten later.
+    char* put(char* p) const {
+        std::memcpy(p, &m_tens, 8);
+        p[m_tensLength] = static_cast<char>('0' + m_units);
+        return p + m_tensLength + 1;
+    }
+    void next() {
+        if (++m_units == 10) {
+            m_units = 0;
+            setTens(m_tensValue + 1);
+        }
+    }
+
+private:
+    // tens < 10^8; its text without leading zeros, nothing at all for 0.
+    void setTens(std::uint32_t tens) {
+        m_tensValue = tens;
+        if (tens == 0) {
+            m_tens = 0;
+            m_tensLength = 0;
+            return;
+        }
+        const std::uint64_t word = eightDigitsWord(tens);
+        const unsigned zeros = static_cast<unsigned>(__builtin_ctzll(word ^ 0x3030303030303030ull)) / 8;
+        m_tens = word >> (8 * zeros);
+        m_tensLength = 8 - zeros;
+    }
+
+    std::uint64_t m_tens = 0;
+    unsigned m_tensLength = 0;
+    std::uint32_t m_tensValue = 0;
+    std::uint32_t m_units;
+};
+
+}  // namespace
+
 void KVObjTextWriter::writeFaces(const int* indices, int faceCount, std::int32_t vertexOffset, bool withUVs,
                                  std::int32_t uvOffset) {
     // Each index is written + vertexOffset + 1, each UV slot + uvOffset + 1, in the same wrapping
     // 32-bit arithmetic as the indices.
     const std::int32_t base = wrapAdd(vertexOffset, 1, 0);
     std::int32_t t = wrapAdd(uvOffset, 1, 0);
+    const std::int64_t lastSlot = static_cast<std::int64_t>(t) + 4 * static_cast<std::int64_t>(faceCount) - 1;
+    if (kLittleEndian && withUVs && t >= 1 && lastSlot < 1000000000) {
+        // Slots stay positive, below 10^9 and never wrap: counted as text.
+        SlotText slot(static_cast<std::uint32_t>(t));
+        for (int k = 0; k < faceCount; ++k) {
+            const int* face = indices + 4 * static_cast<std::size_t>(k);
+            char* p = room(kLineRoom);
+            *p++ = 'f';
+            for (int c = 0; c < 3; ++c) {
+                *p++ = ' ';
+                p = putIndex(p, wrapAdd(face[c], base, 0));
+                *p++ = '/';
+                p = slot.put(p);
+                slot.next();
+            }
+            if (face[3] >= 0) {
+                *p++ = ' ';
+                p = putIndex(p, wrapAdd(face[3], base, 0));
+                *p++ = '/';
+                p = slot.put(p);
+            }
+            slot.next();  // a triangle leaves its fourth slot unused
+            *p++ = '\n';
+            m_pos = p;
+        }
+        return;
+    }
     for (int k = 0; k < faceCount; ++k) {
         const int* face = indices + 4 * static_cast<std::size_t>(k);
         const bool quad = face[3] >= 0;

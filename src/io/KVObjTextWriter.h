@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 
 #include "KVVector.h"
 
@@ -15,12 +14,8 @@
 // Lines are gathered in one buffer and handed to fwrite in blocks of the buffer's size, so memory
 // stays at that size whatever the mesh. The writer does not own the stream: whoever opened it
 // closes it, after flush() (or the writer's destruction) has written the pending text. Text
-// written to the stream by other means must come after a flush().
-//
-// With `background` set, a second buffer and one thread of the writer's own do the fwrite calls,
-// so that formatting the next block overlaps writing the last one; every call still returns only
-// when its text is in a buffer, and flush() only when everything is written. The stream must not
-// be touched by anyone else until then. If the thread cannot be started, the writer writes itself.
+// written to the stream by other means must come after a flush(). It runs on the caller's thread
+// only: the commands that use it start no thread in the host.
 class KVObjTextWriter {
 public:
     static constexpr std::size_t kDefaultBufferSize = std::size_t(2) << 20;
@@ -42,7 +37,7 @@ public:
     static char* formatEightDigitsPortable(char* out, std::uint32_t v);
 
     // file may be null: the text is then gathered and dropped at each flush.
-    explicit KVObjTextWriter(FILE* file, std::size_t bufferSize = kDefaultBufferSize, bool background = false);
+    explicit KVObjTextWriter(FILE* file, std::size_t bufferSize = kDefaultBufferSize);
     ~KVObjTextWriter();
     KVObjTextWriter(const KVObjTextWriter&) = delete;
     KVObjTextWriter& operator=(const KVObjTextWriter&) = delete;
@@ -92,11 +87,8 @@ private:
         return m_pos;
     }
     void flushBlock();
-    struct Background;
 
     FILE* m_file;
-    std::unique_ptr<Background> m_background;
-    std::size_t m_capacity;
     char* m_begin;
     char* m_pos;
     char* m_end;

@@ -248,14 +248,14 @@ TEST(KVObjTextWriter, WritesTheSameTextAsPrintfAcrossBlocks) {
     expected += "g subtool1\nusemtl mat1\n" + referenceFaces(faces, 0, true, 0);
     expected += "g subtool12\nusemtl mat12\n" + referenceFaces(faces, 3000, true, 1200);
     expected += "g subtool3\n" + referenceFaces(faces, 123456789, false, 0);
+    // UV slots growing past eight digits, and slots running past 10^9.
+    expected += referenceFaces(faces, 0, true, 99999000) + referenceFaces(faces, 0, true, 999999000);
     expected += "newmtl mat7\nmap_Kd " + longName + "\nmtllib x.mtl\n";
 
-    for (bool background : {false, true}) {
-    SCOPED_TRACE(background ? "background thread" : "caller writes");
     FILE* file = std::fopen(path.c_str(), "w");
     ASSERT_NE(file, nullptr);
     {
-        KVObjTextWriter writer(file, 1024, background);
+        KVObjTextWriter writer(file, 1024);
         writer.writeText("# header\n");
         writer.writeVertices(points.data(), static_cast<int>(points.size()));
         writer.writeUVs(uvs.data(), static_cast<int>(uvs.size()));
@@ -267,6 +267,8 @@ TEST(KVObjTextWriter, WritesTheSameTextAsPrintfAcrossBlocks) {
         writer.writeFaces(faces.data(), 300, 3000, true, 1200);
         writer.writeSubToolGroup(3);
         writer.writeFaces(faces.data(), 300, 123456789, false, 0);
+        writer.writeFaces(faces.data(), 300, 0, true, 99999000);
+        writer.writeFaces(faces.data(), 300, 0, true, 999999000);
         writer.writeNewMaterial(7);
         writer.writeKeywordLine("map_Kd", longName.c_str());
         writer.writeKeywordLine("mtllib", "x.mtl");
@@ -277,7 +279,6 @@ TEST(KVObjTextWriter, WritesTheSameTextAsPrintfAcrossBlocks) {
     std::string got;
     ASSERT_TRUE(readFile(path, got));
     EXPECT_EQ(got, expected);
-    }
 }
 
 // Indices past the 32-bit range wrap as the int arithmetic of "%d" arguments does.
@@ -298,17 +299,15 @@ TEST(KVObjTextWriter, FaceIndicesWrapLikeIntArithmetic) {
 }
 
 TEST(KVObjTextWriter, ReportsAShortWrite) {
-    for (bool background : {false, true}) {
-        FILE* full = std::fopen("/dev/full", "w");
-        if (full == nullptr) GTEST_SKIP() << "/dev/full is not available";
-        {
-            KVObjTextWriter writer(full, 4096, background);
-            for (int i = 0; i < 1000; ++i) writer.writeVertex(1.0f, 2.0f, 3.0f);
-            EXPECT_FALSE(writer.flush()) << background;
-            EXPECT_FALSE(writer.isGood()) << background;
-        }
-        std::fclose(full);
+    FILE* full = std::fopen("/dev/full", "w");
+    if (full == nullptr) GTEST_SKIP() << "/dev/full is not available";
+    {
+        KVObjTextWriter writer(full, 4096);
+        for (int i = 0; i < 1000; ++i) writer.writeVertex(1.0f, 2.0f, 3.0f);
+        EXPECT_FALSE(writer.flush());
+        EXPECT_FALSE(writer.isGood());
     }
+    std::fclose(full);
 
     KVObjTextWriter sink(nullptr, 4096);  // no stream: text is counted and dropped
     for (int i = 0; i < 1000; ++i) sink.writeUV(0.25f, 0.5f);
