@@ -102,22 +102,3 @@ TEST_F(Plastra4HelperTest, GraphixHelperKeepsTheFirstTableItReplaced) {
     EXPECT_EQ(AGraphixHelper::getFuncTable(), nullptr);
 }
 
-TEST_F(Plastra4HelperTest, TreeEditsThroughTheTables) {
-    Host4 host;
-    AWin* root = host.window("Root");
-    AWin* a = host.window("A", root);
-    AWin* b = host.window("B", root);
-    AWin* c = host.window("C", root);
-    AWin* d = host.window("D", root);
-    host.setActiveView(d);
-    Plastra4Helper::init(host.hostData());
-    EXPECT_EQ(Plastra4Helper::getWindowChildIndex(c), 2);
-    EXPECT_TRUE(Plastra4Helper::moveWindow(d, root, 1));
-    EXPECT_EQ(host.childNames(root), (std::vector<std::string>{"A", "D", "B", "C"}));
-    EXPECT_TRUE(Plastra4Helper::disconnectWindow(a));
-    EXPECT_EQ(host.childNames(root), (std::vector<std::string>{"D", "B", "C"}));
-    EXPECT_TRUE(Plastra4Helper::moveWindow(a, c, 0));
-    EXPECT_EQ(host.childNames(c), (std::vector<std::string>{"A"}));
-    EXPECT_FALSE(Plastra4Helper::moveWindow(b, root, 1));
-    EXPECT_EQ(host.linkErrors(root), "");
-}

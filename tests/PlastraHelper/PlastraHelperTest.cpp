@@ -43,24 +43,15 @@ std::vector<void*> order(const Host3& host, void* parent) { return host.children
 }  // namespace
 
 TEST_F(PlastraHelperTest, VersionClasses) {
-    EXPECT_EQ(PlastraHelper::setVersion(3.095), 309);
-    EXPECT_EQ(PlastraHelper::s_version, 1);
-    EXPECT_EQ(PlastraHelper::setVersion(3.1), 310);
-    EXPECT_EQ(PlastraHelper::s_version, 310);
-    PlastraHelper::setVersion(3.11);
-    EXPECT_EQ(PlastraHelper::s_version, 310);
-    EXPECT_EQ(PlastraHelper::setVersion(3.12), 312);
-    EXPECT_EQ(PlastraHelper::s_version, 312);
-    PlastraHelper::setVersion(3.2);
-    EXPECT_EQ(PlastraHelper::s_version, 320);
-    PlastraHelper::setVersion(3.5);
-    EXPECT_EQ(PlastraHelper::s_version, 350);
-    PlastraHelper::setVersion(3.55);
-    EXPECT_EQ(PlastraHelper::s_version, 400);
-    EXPECT_EQ(PlastraHelper::setVersion(4.04), 404);
-    EXPECT_EQ(PlastraHelper::s_version, 400);
-    PlastraHelper::setVersion(4.05);
-    EXPECT_EQ(PlastraHelper::s_version, 401);
+    const struct {
+        double version;
+        int answer, versionClass;
+    } rows[] = {{3.095, 309, 1}, {3.1, 310, 310}, {3.11, 311, 310}, {3.12, 312, 312}, {3.2, 320, 320},
+                {3.5, 350, 350},  {3.55, 355, 400}, {4.04, 404, 400}, {4.05, 405, 401}};
+    for (const auto& r : rows) {
+        EXPECT_EQ(PlastraHelper::setVersion(r.version), r.answer) << r.version;
+        EXPECT_EQ(PlastraHelper::s_version, r.versionClass) << r.version;
+    }
 }
 
 TEST_F(PlastraHelperTest, InitBindsOnlyForKnownVersionClasses) {

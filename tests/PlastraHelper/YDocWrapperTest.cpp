@@ -74,28 +74,6 @@ TEST(YDocWrapper, EachBuildReadsItsOwnRecordPositions) {
     }
 }
 
-// A wrapper of another build must not find the tree: the positions really differ between builds.
-TEST(YDocWrapper, OtherBuildsPositionsMissTheTree) {
-    for (const BuildCase& layoutOf : allBuilds()) {
-        Host3 host(*layoutOf.host);
-        void* root = host.window("Root");
-        void* child = host.window("Child", root);
-        for (const BuildCase& reader : allBuilds()) {
-            if (std::string(reader.host->name).substr(0, 7) == "3.12 B4" &&
-                std::string(layoutOf.host->name).substr(0, 7) == "3.12 B4")
-                continue;  // B43 and B46 share their window positions
-            if ((reader.host == &simhost::kBuild31 || reader.host == &simhost::kBuild312B27) &&
-                (layoutOf.host == &simhost::kBuild31 || layoutOf.host == &simhost::kBuild312B27))
-                continue;  // so do 3.1 and B27
-            if (reader.host == layoutOf.host) continue;
-            SCOPED_TRACE(std::string(reader.host->name) + " reading " + layoutOf.host->name);
-            const bool same = reader.wrapper->getParentWin(static_cast<YWin*>(child)) == root &&
-                              reader.wrapper->getChildWin(static_cast<YWin*>(root)) == child;
-            EXPECT_FALSE(same);
-        }
-    }
-}
-
 TEST(YDocWrapper, DocIsValidChecksEveryLinkUpToNineteenLevels) {
     const YDocWrapper& w = YDocWrapper312B46::instance();
     Host3 host(simhost::kBuild312B46);

@@ -58,38 +58,23 @@ TEST_F(KVModuleSymbolsTest, ListsDefaultVisibleDefinitionsOnly) {
     EXPECT_FALSE(contains(names, "trimora_symtest_hidden_data"));
     EXPECT_FALSE(contains(names, "puts"));  // imported, not defined
     EXPECT_FALSE(contains(names, ""));
-    std::vector<std::string> sorted = names;
-    std::sort(sorted.begin(), sorted.end());
-    EXPECT_EQ(std::adjacent_find(sorted.begin(), sorted.end()), sorted.end()) << "duplicate names";
 }
 
-TEST_F(KVModuleSymbolsTest, MissingFileAndFolderFail) {
+TEST_F(KVModuleSymbolsTest, MissingAndGarbageFilesFail) {
     std::vector<std::string> names = {"kept"};
     EXPECT_FALSE(KVModuleSymbols::listExportedDefinedSymbols(m_tmp / "missing.so", names));
     EXPECT_FALSE(KVModuleSymbols::listExportedDefinedSymbols(m_tmp.path(), names));
-    EXPECT_FALSE(KVModuleSymbols::listExportedDefinedSymbols("", names));
     EXPECT_EQ(names, std::vector<std::string>{"kept"});  // untouched on failure
-}
-
-TEST_F(KVModuleSymbolsTest, GarbageFilesFail) {
-    std::vector<std::string> names;
     EXPECT_FALSE(listBytes({}, names));
-    EXPECT_FALSE(listBytes(nativetest::patternBytes(4096, 1), names));
     std::vector<unsigned char> magicThenGarbage = nativetest::patternBytes(4096, 2);
     std::memcpy(magicThenGarbage.data(), ELFMAG, SELFMAG);
     EXPECT_FALSE(listBytes(magicThenGarbage, names));
-    // A text file.
-    const std::string text = "#!/bin/sh\necho not a module\n";
-    EXPECT_FALSE(listBytes(std::vector<unsigned char>(text.begin(), text.end()), names));
 }
 
 TEST_F(KVModuleSymbolsTest, TruncatedModulesFail) {
-    std::vector<std::size_t> lengths = {1, 4, 16, EI_NIDENT, sizeof(Elf64_Ehdr) - 1, sizeof(Elf64_Ehdr),
-                                        sizeof(Elf64_Ehdr) + 1, m_module.size() / 4, m_module.size() / 2,
-                                        m_module.size() - sizeof(Elf64_Shdr), m_module.size() - 1};
-    for (std::size_t n = 0; n < m_module.size(); n += 211) lengths.push_back(n);
-    for (std::size_t n : lengths) {
-        if (n >= m_module.size()) continue;
+    // Every length of the hand-built images fails below; here a few cuts of a real linker's layout.
+    for (std::size_t n : {std::size_t(EI_NIDENT), sizeof(Elf64_Ehdr), m_module.size() / 2,
+                          m_module.size() - sizeof(Elf64_Shdr), m_module.size() - 1}) {
         std::vector<std::string> names;
         const std::vector<unsigned char> cut(m_module.begin(), m_module.begin() + static_cast<std::ptrdiff_t>(n));
         EXPECT_FALSE(listBytes(cut, names)) << "cut at " << n << " of " << m_module.size();
@@ -109,16 +94,13 @@ TEST_F(KVModuleSymbolsTest, CorruptedHeadersFail) {
         return copy;
     };
     std::vector<std::string> names;
-
     const std::uint64_t hugeOffset = ~std::uint64_t(0) - 8;
+    const std::uint16_t manySections = 0xFFFF, tinyEntry = 8;
+    const unsigned char bigEndian = ELFDATA2MSB, badClass = 7;
     EXPECT_FALSE(listBytes(patched(offsetof(Elf64_Ehdr, e_shoff), &hugeOffset, 8), names));
-    const std::uint16_t manySections = 0xFFFF;
     EXPECT_FALSE(listBytes(patched(offsetof(Elf64_Ehdr, e_shnum), &manySections, 2), names));
-    const std::uint16_t tinyEntry = 8;
     EXPECT_FALSE(listBytes(patched(offsetof(Elf64_Ehdr, e_shentsize), &tinyEntry, 2), names));
-    const unsigned char bigEndian = ELFDATA2MSB;
     EXPECT_FALSE(listBytes(patched(EI_DATA, &bigEndian, 1), names));
-    const unsigned char badClass = 7;
     EXPECT_FALSE(listBytes(patched(EI_CLASS, &badClass, 1), names));
 
     // Find the dynamic symbol table's header and corrupt its fields one by one.
@@ -129,15 +111,13 @@ TEST_F(KVModuleSymbolsTest, CorruptedHeadersFail) {
         if (sh.sh_type == SHT_DYNSYM) dynsymHeader = eh.e_shoff + i * eh.e_shentsize;
     }
     ASSERT_NE(dynsymHeader, 0u);
-    const std::uint32_t badLink = 0xFFFF;
+    const std::uint32_t badLink = 0xFFFF, linkToNull = 0, notDynsym = SHT_PROGBITS;
+    const std::uint64_t zeroEntry = 0;
     EXPECT_FALSE(listBytes(patched(dynsymHeader + offsetof(Elf64_Shdr, sh_link), &badLink, 4), names));
-    const std::uint32_t linkToNull = 0;
     EXPECT_FALSE(listBytes(patched(dynsymHeader + offsetof(Elf64_Shdr, sh_link), &linkToNull, 4), names));
     EXPECT_FALSE(listBytes(patched(dynsymHeader + offsetof(Elf64_Shdr, sh_offset), &hugeOffset, 8), names));
     EXPECT_FALSE(listBytes(patched(dynsymHeader + offsetof(Elf64_Shdr, sh_size), &hugeOffset, 8), names));
-    const std::uint64_t zeroEntry = 0;
     EXPECT_FALSE(listBytes(patched(dynsymHeader + offsetof(Elf64_Shdr, sh_entsize), &zeroEntry, 8), names));
-    const std::uint32_t notDynsym = SHT_PROGBITS;
     EXPECT_FALSE(listBytes(patched(dynsymHeader + offsetof(Elf64_Shdr, sh_type), &notDynsym, 4), names));
 
     Elf64_Shdr dynsym;
@@ -145,22 +125,6 @@ TEST_F(KVModuleSymbolsTest, CorruptedHeadersFail) {
     const std::size_t strHeader = eh.e_shoff + dynsym.sh_link * eh.e_shentsize;
     EXPECT_FALSE(listBytes(patched(strHeader + offsetof(Elf64_Shdr, sh_size), &hugeOffset, 8), names));
     EXPECT_FALSE(listBytes(patched(strHeader + offsetof(Elf64_Shdr, sh_offset), &hugeOffset, 8), names));
-}
-
-// Random byte flips of the real module: any answer is fine, a crash or hang is not.
-TEST_F(KVModuleSymbolsTest, RandomCorruptionsDoNotCrash) {
-    const std::vector<unsigned char> noise = nativetest::patternBytes(4 * 400, 99);
-    for (int round = 0; round < 400; ++round) {
-        std::vector<unsigned char> copy = m_module;
-        for (int k = 0; k < 4; ++k) {
-            const unsigned char* r = &noise[static_cast<std::size_t>(round * 4 + k)];
-            const std::size_t pos = (static_cast<std::size_t>(r[0]) * 7919u * (round + 1) + k * 104729u) % copy.size();
-            copy[pos] ^= static_cast<unsigned char>(r[0] | 1);
-        }
-        std::vector<std::string> names;
-        listBytes(copy, names);
-    }
-    SUCCEED();
 }
 
 // ---- hand-built images of both classes ----
@@ -298,15 +262,9 @@ void checkHandBuilt(const std::string& scratch, unsigned char elfClass) {
     }
 }
 
-TEST(KVModuleSymbolsHandBuiltTest, Elf64ImageListsTheRightSymbols) {
+TEST(KVModuleSymbolsHandBuiltTest, BothClassesListTheRightSymbols) {
     TempFolder tmp;
-    ASSERT_TRUE(tmp.ok());
     checkHandBuilt<Elf64_Ehdr, Elf64_Shdr, Elf64_Sym>(tmp / "image64.so", ELFCLASS64);
-}
-
-TEST(KVModuleSymbolsHandBuiltTest, Elf32ImageListsTheRightSymbols) {
-    TempFolder tmp;
-    ASSERT_TRUE(tmp.ok());
     checkHandBuilt<Elf32_Ehdr, Elf32_Shdr, Elf32_Sym>(tmp / "image32.so", ELFCLASS32);
 }
 
