@@ -1,6 +1,8 @@
 // Decimation benchmark: our engine, its progressive replay and meshopt_simplify on the same meshes,
 // each run in a child process: time, peak memory, and symmetric Hausdorff error over the diagonal.
-//   bench_decimate [scan.off]
+//   bench_decimate [--quick] [--only plain|attributes|scan] [--runs N] [scan.off]
+// --quick: times meshopt_simplify and the 2-thread engine only, without the error (a tuning loop);
+// --only: one mesh; --runs: each figure is the fastest of N runs (a shared machine's noise).
 #include <meshoptimizer.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -10,6 +12,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -197,6 +200,12 @@ double hausdorff(const DecimationMesh& a, const DecimationMesh& b) {
     return worst / diag;
 }
 
+struct Settings {
+    bool quick = false;
+    int runs = 1;
+};
+Settings settings;
+
 struct Figures {
     double seconds = -1, megabytes = 0, error = 0;
     long vertices = 0;
@@ -227,7 +236,7 @@ Figures measure(const DecimationMesh& input, const std::function<bool(Decimation
         getrusage(RUSAGE_SELF, &ru);
         f.megabytes = double(ru.ru_maxrss - before) / 1024.0;
         f.vertices = long(out.vertexCount());
-        f.error = ok && out.triangleCount() ? hausdorff(input, out) : -1;
+        f.error = settings.quick ? 0 : ok && out.triangleCount() ? hausdorff(input, out) : -1;
         if (!ok) f.seconds = -1;
         ssize_t w = write(fd[1], &f, sizeof f);
         (void)w;
@@ -238,6 +247,16 @@ Figures measure(const DecimationMesh& input, const std::function<bool(Decimation
     if (read(fd[0], &f, sizeof f) != ssize_t(sizeof f)) f = Figures();
     close(fd[0]);
     waitpid(pid, nullptr, 0);
+    return f;
+}
+
+// The fastest of settings.runs runs (the error is the same every run: the work is deterministic).
+Figures best(const DecimationMesh& input, const std::function<bool(DecimationMesh&)>& work) {
+    Figures f = measure(input, work);
+    for (int i = 1; i < settings.runs; ++i) {
+        Figures g = measure(input, work);
+        if (g.seconds >= 0 && (f.seconds < 0 || g.seconds < f.seconds)) f = g;
+    }
     return f;
 }
 
@@ -254,7 +273,7 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
     o.keepUVs = o.useColors = attributes;
     // The history is built once, outside the timings; replays start from its bytes.
     std::vector<std::uint8_t> cache;
-    {
+    if (!settings.quick) {
         ProgressiveMesh pm;
         auto t0 = std::chrono::steady_clock::now();
         DecimationOptions b = o;
@@ -267,7 +286,7 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
     for (double ratio : {0.10, 0.01}) {
         std::int64_t target = std::int64_t(input.vertexCount() * ratio);
         std::printf(" to %.0f%% (%lld vertices)\n", ratio * 100, (long long)target);
-        Figures mo = measure(input, [&](DecimationMesh& out) {
+        Figures mo = best(input, [&](DecimationMesh& out) {
             std::vector<unsigned int> dst(indices.size());
             std::size_t n = meshopt_simplify(dst.data(), indices.data(), indices.size(), &input.points[0].x,
                                              input.points.size(), sizeof(KVVector3f), std::size_t(target) * 6, 1.0f);
@@ -283,20 +302,21 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
             return true;
         });
         print("meshopt_simplify", mo, mo);
-        Figures ours = measure(input, [&](DecimationMesh& out) {
+        Figures ours = best(input, [&](DecimationMesh& out) {
             DecimationOptions t = o;
             t.targetVertices = target;
             return decimateMesh(input, t, out).ok;
         });
         print("engine, 2 threads", ours, mo);
-        Figures one = measure(input, [&](DecimationMesh& out) {
+        if (settings.quick) continue;
+        Figures one = best(input, [&](DecimationMesh& out) {
             DecimationOptions t = o;
             t.targetVertices = target;
             t.numThreads = 1;
             return decimateMesh(input, t, out).ok;
         });
         print("engine, 1 thread", one, mo);
-        Figures replay = measure(input, [&](DecimationMesh& out) {
+        Figures replay = best(input, [&](DecimationMesh& out) {
             ProgressiveMesh pm;
             return pm.parse(cache.data(), cache.size()) && pm.decimate(target, out).ok;
         });
@@ -308,15 +328,24 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    run("generated", generate(500, 1000, false), false);
-    run("generated", generate(500, 1000, true), true);
-    if (argc > 1) {
+    const char* scanPath = nullptr;
+    std::string only;
+    for (int i = 1; i < argc; ++i) {
+        std::string a = argv[i];
+        if (a == "--quick") settings.quick = true;
+        else if (a == "--only" && i + 1 < argc) only = argv[++i];
+        else if (a == "--runs" && i + 1 < argc) settings.runs = std::max(1, std::atoi(argv[++i]));
+        else scanPath = argv[i];
+    }
+    if (only.empty() || only == "plain") run("generated", generate(500, 1000, false), false);
+    if (only.empty() || only == "attributes") run("generated", generate(500, 1000, true), true);
+    if (scanPath && (only.empty() || only == "scan")) {
         DecimationMesh scan;
-        if (!readOff(argv[1], scan)) {
-            std::fprintf(stderr, "cannot read %s\n", argv[1]);
+        if (!readOff(scanPath, scan)) {
+            std::fprintf(stderr, "cannot read %s\n", scanPath);
             return 1;
         }
-        run(argv[1], scan, false);
+        run(scanPath, scan, false);
     }
     return 0;
 }

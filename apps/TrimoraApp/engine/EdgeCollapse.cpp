@@ -4,9 +4,11 @@
 #include <cstring>
 #include <atomic>
 #include <limits>
+#include <memory>
 #include <thread>
 
 #include "DecimationModel.h"
+#include "WorkerPool.h"
 
 namespace trimora_decimation {
 namespace {
@@ -143,6 +145,7 @@ private:
     std::int32_t vertexCount = 0;
     bool uvs = false, colors = false, colorsSteer = false;
     int threads = 1;
+    std::unique_ptr<WorkerPool> pool;  // started in setup, kept for every pass
     double colorWeight = 0;
     int mirrorAxis = -1;
     double mirrorCentre = 0;
@@ -206,23 +209,19 @@ private:
 // large fans) and the machine may be shared, so a fixed split would wait on the slowest thread.
 template <class F>
 void Collapser::parallelFor(std::int32_t n, std::int32_t chunk, F f) const {
-    int k = std::max(1, std::min(threads, int(n / chunk) + 1));
+    int k = std::max(1, std::min(pool->size(), int(n / chunk) + 1));
     if (k == 1) {
         f(0, 0, n);
         return;
     }
     std::atomic<std::int32_t> next(0);
-    auto worker = [&](int i) {
+    pool->run(k, [&](int i) {
         for (;;) {
             std::int32_t b = next.fetch_add(chunk);
             if (b >= n) break;
             f(i, b, std::min(n, b + chunk));
         }
-    };
-    std::vector<std::thread> pool;
-    for (int i = 1; i < k; ++i) pool.emplace_back(worker, i);
-    worker(0);
-    for (std::thread& t : pool) t.join();
+    });
 }
 
 void Collapser::buildAdjacency() {
@@ -332,6 +331,7 @@ void Collapser::setup() {
     colorsSteer = colors && o.useColors && o.colorCoef > 0;
     threads = o.numThreads > 0 ? o.numThreads : int(std::thread::hardware_concurrency());
     threads = std::max(1, std::min(threads, 64));
+    pool = std::make_unique<WorkerPool>(threads);
     liveTris.clear();
     for (std::int32_t t = 0; t < std::int32_t(m.triangles.size() / 3); ++t)
         if (m.triangles[3 * t] >= 0) liveTris.push_back(t);
