@@ -26,7 +26,6 @@ TEST(YDecimatorConfigFileParser, BlankAndCommentFileGivesTheDefaults) {
     TempFolder dir;
     ASSERT_TRUE(writeFile(dir.file("job.ydc"), "\n# job\r\n// nothing here\n   \n"));
     YDecimatorConfigFileParser job;
-    EXPECT_EQ(job.getKeyParser().getNumTokens(), 35);
     ASSERT_TRUE(job.parseFile(dir.file("job.ydc").c_str()));
     EXPECT_EQ(job.m_appMode, 4);
     EXPECT_EQ(job.m_displayMode, 2);
@@ -44,54 +43,18 @@ TEST(YDecimatorConfigFileParser, BlankAndCommentFileGivesTheDefaults) {
     EXPECT_FALSE(job.parseFile(dir.file("missing.ydc").c_str()));
 }
 
-TEST(YDecimatorConfigFileParser, EveryPerInputKeyReachesItsField) {
+// Every key's field is checked by the writer's round trip; here the forms a writer never makes.
+TEST(YDecimatorConfigFileParser, HandWrittenValueForms) {
     YDecimatorConfigFileParser job;
     parse(job,
-          "InputFile = \"/in dir/a.kel\"  \n"
-          "OutputFile=/out/b.kel\n"
-          "DeleteInputFile = Yes\n"
-          "Symmetry = Z\n"
-          "FreezeBorder = True\n"
-          "UseMask = yes\n"
-          "ProgressiveMeshMinNum = 12\n"
-          "DecimationTargetNum = 5000.7\n"
-          "DecimationTargetPourcent = 12.5\n"
-          "MemSpeedTradeOff = 2\n"
-          "AvoidNormalReverse = No\n"
-          "ProtectTopology = #f\n"
-          "AllowFinishStep = 1\n"
-          "UseAreaWeighting = TRUE\n"
-          "IFlipX = Yes\nIFlipY = No\nIFlipZ = #t\nISwitchYZ = 1\n"
-          "NumThread = 8\n"
-          "KeepUVs = Yes\n"
-          "UseVtxColors = Yes\n"
-          "UseVtxColorsCoef = 7.25\n"
-          "DoReorder = 0\n");
+          "InputFile = \"/in dir/a.kel\"  \nSymmetry = Z\nFreezeBorder = True\nDecimationTargetNum = 5000.7\n"
+          "ProtectTopology = #f\nIFlipZ = #t\nUseAreaWeighting = TRUE\nDoReorder = 0\nISwitchYZ = 1\n");
     const YDecimatorInput& in = job.m_input;
     EXPECT_STREQ(in.m_inputFile.c_str(), "\"/in dir/a.kel\"");  // as written, quotes kept
-    EXPECT_STREQ(in.m_outputFile.c_str(), "/out/b.kel");
-    EXPECT_TRUE(in.m_deleteInputFile);
     EXPECT_EQ(in.m_symmetryMode, 3);
-    EXPECT_TRUE(in.m_freezeBorder);
-    EXPECT_TRUE(in.m_useMask);
-    EXPECT_EQ(in.m_progressiveMeshMinNum, 12);
+    EXPECT_TRUE(in.m_freezeBorder && in.m_iFlipZ && in.m_useAreaWeighting && in.m_iSwitchYZ);
+    EXPECT_FALSE(in.m_protectTopology || in.m_doReorder);
     EXPECT_EQ(in.m_decimationTargetNum, 5000);
-    EXPECT_EQ(in.m_decimationTargetPourcent, 12.5f);
-    EXPECT_EQ(in.m_memSpeedTradeOff, 2);
-    EXPECT_FALSE(in.m_avoidNormalReverse);
-    EXPECT_FALSE(in.m_protectTopology);
-    EXPECT_TRUE(in.m_allowFinishStep);
-    EXPECT_TRUE(in.m_useAreaWeighting);
-    EXPECT_TRUE(in.m_iFlipX);
-    EXPECT_FALSE(in.m_iFlipY);
-    EXPECT_TRUE(in.m_iFlipZ);
-    EXPECT_TRUE(in.m_iSwitchYZ);
-    EXPECT_EQ(in.m_numThread, 8);
-    EXPECT_TRUE(in.m_keepUVs);
-    EXPECT_TRUE(in.m_useVtxColors);
-    EXPECT_EQ(in.m_useVtxColorsCoef, 7.25f);
-    EXPECT_FALSE(in.m_doReorder);
-    EXPECT_EQ(job.getNumBatches(), 0);
 }
 
 TEST(YDecimatorConfigFileParser, PrefixKeysTakeLinesTheWriterMustAvoid) {

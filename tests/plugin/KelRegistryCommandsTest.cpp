@@ -170,7 +170,7 @@ TEST(DeleteDeclaredKelFiles, DeletesEveryDeclaredFileAndKeepsTheNamesUntilTheNex
     EXPECT_EQ(h.call("AddOneKelFile", a.c_str()), 0.0f);
     EXPECT_EQ(h.call("AddOneKelFile", dir.file("never.kel").c_str()), 0.0f);
     EXPECT_EQ(h.call("AddOneKelFile", nullptr), 0.0f);
-    EXPECT_EQ(h.call("AddOneKelFile", b.c_str()), 0.0f);
+    EXPECT_EQ(h.call("AddOneKelFile", ("file:" + b).c_str()), 0.0f);
     EXPECT_EQ(h.call("DeclareLastKelInvisible"), 0.0f);
     EXPECT_EQ(h.call("DeclareLastKelOutputFile", dir.file("b_out.kel").c_str()), 0.0f);
     EXPECT_EQ(h.call("SetCurrentKelFile", a.c_str()), 0.0f);

@@ -1,5 +1,6 @@
 // Launch commands through the loaded module, with FakeTrimoraApp as a real child process.
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -172,24 +173,6 @@ TEST(LaunchTrimoraAppAndWait, BlankInTheApplicationFolderAndColonInTheJobPath) {
     expectNoZombieLeft();
 }
 
-TEST(LaunchTrimoraApp, PlainPathsWithBlanksLaunchWithTheExactPath) {
-    TempFolder folder;
-    const std::string apps = folder.file("tools dir");
-    ASSERT_EQ(mkdir(apps.c_str(), 0755), 0);
-    const std::string app = apps + "/FakeTrimoraApp";
-    ASSERT_TRUE(copyExecutable(fakeApp(), app));
-    const std::string job = folder.file("job.cfg");
-    ASSERT_TRUE(writeFile(job, "steps 1\ndelayms 1\nholdms 1\nwaitms 1\n"));
-
-    const PluginHost& host = sharedPluginHost();
-    ASSERT_EQ(host.call("SetTrimoraAppPath", app.c_str()), 0.0f);
-    ASSERT_EQ(host.call("LaunchTrimoraApp", job.c_str()), 0.0f);
-    const std::string report = waitForReport(job);
-    EXPECT_EQ(reportValue(report, "arg"), job);
-    EXPECT_TRUE(waitFor([] { return isRunning() == 0.0f; }));
-    expectNoZombieLeft();
-}
-
 TEST(LaunchTrimoraApp, MissingApplicationIsRefusedAndItsFileStays) {
     TempFolder folder;
     const std::string job = folder.file("job.cfg");
@@ -260,4 +243,29 @@ TEST(LaunchTrimoraApp, DeletingTheRunningFileStopsTheApplication) {
     EXPECT_TRUE(waitFor([&] { return processGone(reportValue(report, "pid")); }));
     EXPECT_FALSE(pathExists(job + ".running"));
     expectNoZombieLeft();
+}
+
+// What the application gets from the host: its one argument intact, and none of the host's open
+// descriptors beyond the standard three.
+TEST(LaunchTrimoraApp, ArgumentWithBlanksQuotesAndUtf8ArrivesIntactAndNoDescriptorLeaks) {
+    TempFolder folder;
+    const std::string dir = folder.file("job 'one' \"two\" \xC3\xA9t\xC3\xA9 \xE2\x9C\x93  $HOME `x` ; *");
+    ASSERT_EQ(mkdir(dir.c_str(), 0755), 0);
+    const std::string job = dir + "/job \xE6\x97\xA5\xE6\x9C\xAC.cfg";
+    ASSERT_TRUE(writeFile(job, "steps 1\ndelayms 1\nholdms 1\nwaitms 1\n"));
+    // Descriptors a host holds without close-on-exec: a file, both ends of a pipe, a high number.
+    const int file = open(job.c_str(), O_RDONLY);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(dup2(file, 200), 200);
+
+    const PluginHost& host = sharedPluginHost();
+    ASSERT_EQ(host.call("SetTrimoraAppPath", fakeApp().c_str()), 0.0f);
+    ASSERT_EQ(host.call("LaunchTrimoraApp", job.c_str()), 0.0f);
+    const std::string report = waitForReport(job);
+    for (int fd : {file, ends[0], ends[1], 200}) close(fd);
+    EXPECT_EQ(reportValue(report, "argc"), "2") << report;
+    EXPECT_EQ(reportValue(report, "arg"), job) << report;
+    EXPECT_EQ(reportValue(report, "fds"), "0,1,2") << report;
+    EXPECT_TRUE(waitFor([] { return isRunning() == 0.0f; }));
 }

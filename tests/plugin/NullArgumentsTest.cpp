@@ -91,17 +91,11 @@ TEST(NullArguments, AllCommandsInOneSessionInTableOrder) {
     }
 }
 
-TEST(NullArguments, EveryCommandIsExported) {
-    for (const char* name : plug::kCommandNames) EXPECT_NE(sharedPluginHost().find(name), nullptr) << name;
-}
-
-TEST(NullArguments, NullTextNullBuffersZeroValue) { callEveryCommand({"null text and buffers", false, false, 0.0}); }
-
-TEST(NullArguments, EmptyTextNullBuffers) { callEveryCommand({"empty text, null buffers", true, false, 0.0}); }
-
-TEST(NullArguments, NullTextEmptyBuffers) { callEveryCommand({"null text, zeroed buffers", false, true, 0.0}); }
-
-TEST(NullArguments, NullTextNegativeAndFractionalValues) {
-    callEveryCommand({"value -1", false, false, -1.0});
-    callEveryCommand({"value 3.5", false, false, 3.5});
+TEST(NullArguments, EachCommandAloneWithNullEmptyAndOddArguments) {
+    const Arguments rows[] = {{"null text and buffers", false, false, 0.0},
+                              {"empty text, null buffers", true, false, 0.0},
+                              {"null text, zeroed buffers", false, true, 0.0},
+                              {"value -1", false, false, -1.0},
+                              {"value 3.5", false, false, 3.5}};
+    for (const Arguments& args : rows) callEveryCommand(args);
 }
