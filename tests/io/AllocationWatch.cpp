@@ -1,5 +1,5 @@
-// Records the largest single heap request of the io test binary and the peak of the bytes held,
-// so tests can prove that a hostile count never sized an allocation.
+// Records the peak of the bytes the io test binary holds, so tests can prove that a hostile count
+// never sized an allocation.
 #include <malloc.h>
 
 #include <atomic>
@@ -9,7 +9,6 @@
 #include "KelTestSupport.h"
 
 namespace {
-std::atomic<std::size_t> s_largest{0};
 // Bytes held through operator new (as the allocator rounds them), and their peak since the
 // last reset.
 std::atomic<std::size_t> s_live{0};
@@ -29,15 +28,12 @@ void release(void* p) noexcept {
 }  // namespace
 
 namespace keltest {
-std::size_t largestAllocation() { return s_largest.load(); }
-void resetLargestAllocation() { s_largest.store(0); }
 std::size_t heldBytes() { return s_live.load(); }
 std::size_t peakHeldBytes() { return s_peak.load(); }
 void resetPeakHeldBytes() { s_peak.store(s_live.load()); }
 }  // namespace keltest
 
 void* operator new(std::size_t n) {
-    raiseTo(s_largest, n);
     if (void* p = std::malloc(n == 0 ? 1 : n)) {
         raiseTo(s_peak, s_live.fetch_add(malloc_usable_size(p), std::memory_order_relaxed) + malloc_usable_size(p));
         return p;

@@ -234,10 +234,3 @@ TEST(KelColours, ConversionsRoundTripAndTruncate) {
     EXPECT_EQ((0xFEu << 16) | (0x01u << 8) | 0x7Eu, back[1]);
     EXPECT_EQ(0u, back[2]);
 }
-
-TEST(KelObject, SettingsKeepTheirStartValues) {
-    KVKelIO io;
-    EXPECT_FALSE(io.getSetting1());
-    EXPECT_TRUE(io.getSetting2());
-    EXPECT_EQ(1, io.getSetting3());
-}

@@ -111,10 +111,7 @@ std::vector<T> toVector(const KVArray<T>& a) {
     return std::vector<T>(a.begin(), a.end());
 }
 
-// Largest single allocation since the last reset (the test binary replaces operator new).
-std::size_t largestAllocation();
-void resetLargestAllocation();
-// Bytes held through operator new now, and their highest mark since resetPeakHeldBytes().
+// The test binary replaces operator new. Bytes held through operator new now, and their highest mark since resetPeakHeldBytes().
 std::size_t heldBytes();
 std::size_t peakHeldBytes();
 void resetPeakHeldBytes();
