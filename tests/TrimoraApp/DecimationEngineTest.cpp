@@ -1,6 +1,9 @@
 // Decimation engine: targets, locks, attributes, symmetry, orientation, threads and cancel.
 #include <gtest/gtest.h>
 
+#include <numeric>
+#include <random>
+
 #include "DecimationModel.h"
 #include "DecimationTestMeshes.h"
 
@@ -249,6 +252,46 @@ TEST(DecimationEngine, ThreadCountDoesNotChangeTheResult) {
     ASSERT_EQ(one.points.size(), two.points.size());
     EXPECT_EQ(0, std::memcmp(one.points.data(), two.points.data(), one.points.size() * sizeof(KVVector3f)));
     EXPECT_EQ(one.colors, two.colors);
+}
+
+// Scans often list vertices and triangles in scattered order; the engine orders them spatially, so
+// any two scattered orders of one mesh (each triangle keeping its corner order) give one result.
+TEST(DecimationEngine, ScatteredFileOrdersOfOneMeshGiveOneResult) {
+    DecimationMesh in = sphere(60, 96, 0.08, true, true);
+    auto scatter = [&](unsigned seed) {
+        std::mt19937 rng(seed);
+        std::vector<std::int32_t> vertexOrder(in.points.size()), triangleOrder(in.triangleCount());
+        std::iota(vertexOrder.begin(), vertexOrder.end(), 0);
+        std::iota(triangleOrder.begin(), triangleOrder.end(), 0);
+        std::shuffle(vertexOrder.begin(), vertexOrder.end(), rng);
+        std::shuffle(triangleOrder.begin(), triangleOrder.end(), rng);
+        DecimationMesh m;
+        std::vector<std::int32_t> newIndex(in.points.size());
+        for (std::size_t i = 0; i < vertexOrder.size(); ++i) {
+            newIndex[vertexOrder[i]] = std::int32_t(i);
+            m.points.push_back(in.points[vertexOrder[i]]);
+            m.colors.push_back(in.colors[vertexOrder[i]]);
+        }
+        for (std::int32_t t : triangleOrder)
+            for (int k = 0; k < 3; ++k) {
+                m.triangles.push_back(newIndex[in.triangles[3 * t + k]]);
+                m.cornerUVs.push_back(in.cornerUVs[3 * t + k]);
+            }
+        return m;
+    };
+    DecimationOptions o;
+    o.targetVertices = 500;
+    o.keepUVs = o.useColors = true;
+    DecimationMesh a = run(scatter(1), o), b = run(scatter(2), o);
+    EXPECT_TRUE(withinPercent(a.vertexCount(), 500));
+    EXPECT_EQ(topologyDefects(a), 0);
+    EXPECT_EQ(flippedAgainst(in, a), 0);
+    EXPECT_EQ(a.triangles, b.triangles);
+    EXPECT_EQ(a.cornerUVs.size(), b.cornerUVs.size());
+    EXPECT_EQ(a.colors, b.colors);
+    ASSERT_EQ(a.points.size(), b.points.size());
+    EXPECT_EQ(0, std::memcmp(a.points.data(), b.points.data(), a.points.size() * sizeof(KVVector3f)));
+    for (const KVVector3f& p : a.points) EXPECT_NEAR(std::sqrt(p.x * p.x + p.y * p.y + p.z * p.z), 1.0, 0.15);
 }
 
 TEST(DecimationEngine, CancelStopsEarly) {

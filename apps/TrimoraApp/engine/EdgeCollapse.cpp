@@ -105,8 +105,18 @@ struct Neighbour {
     bool seam;        // the wedges differ between the edge's triangles
 };
 
+// Triangle ids in a buffer that only grows: rings are rebuilt hundreds of thousands of times.
+struct TriangleList {
+    std::vector<std::int32_t> buffer;
+    std::size_t count = 0;
+    const std::int32_t* begin() const { return buffer.data(); }
+    const std::int32_t* end() const { return buffer.data() + count; }
+    std::size_t size() const { return count; }
+    bool empty() const { return count == 0; }
+};
+
 struct Ring {
-    std::vector<std::int32_t> tris;
+    TriangleList tris;
     std::vector<Neighbour> nbs;
     int borderEdges = 0, seamEdges = 0;
     bool nonManifold = false;
@@ -156,9 +166,18 @@ private:
     std::vector<std::uint8_t> alive, locked, feature, touched;
     // Each vertex's best collapse is kept between passes and evaluated again only when something
     // in its neighbourhood changed (`dirty`): a collapse changes quadrics, positions and
-    // triangles only within the closed neighbourhoods of its two vertices.
+    // triangles only within the closed neighbourhoods of its two vertices. A neighbour of the kept
+    // vertex that was not a neighbour of the removed one keeps its fan: only its edge to the kept
+    // vertex changed (`dirtyVia`), and the rest of its previous evaluation still holds.
+    enum : std::uint8_t { kClean = 0, kEdgeChanged = 1, kAllChanged = 2 };
     std::vector<Candidate> best;
     std::vector<std::uint8_t> hasBest, dirty;
+    std::vector<std::int32_t> dirtyVia;
+    void markEdge(std::int32_t w, std::int32_t via) {
+        std::uint8_t& d = dirty[w];
+        if (d == kClean) d = kEdgeChanged, dirtyVia[w] = via;
+        else if (d == kEdgeChanged && dirtyVia[w] != via) d = kAllChanged;
+    }
     // Evaluation picks the cheapest collapse unchecked (apply checks it anyway); a vertex whose
     // pick was refused is evaluated strictly from then on: its cheapest valid collapse.
     std::vector<std::uint8_t> strict;
@@ -172,7 +191,6 @@ private:
         return p;
     }
     void buildAdjacency();
-    void gatherTriangles(std::int32_t v, std::vector<std::int32_t>& out) const;
     void ring(std::int32_t v, Ring& r) const;
     void setup();
     void computeMirror();
@@ -181,7 +199,9 @@ private:
                   std::vector<std::pair<std::int32_t, std::int32_t>>& wedgeMap) const;
 
     bool flipsAny(std::int32_t moved, std::int32_t other, Vec3 p, const Ring& r) const;
-    bool evaluate(std::int32_t v, Ring& rv, Ring& ru,
+    bool edgeCandidate(std::int32_t v, const Neighbour& nb, const Ring& rv, int features, Vec3 pv,
+                       const float cv[4], Candidate& c) const;
+    bool evaluate(std::int32_t v, std::int32_t via, bool had, Ring& rv, Ring& ru,
                   std::vector<std::pair<std::int32_t, std::int32_t>>& map, Candidate& out) const;
     int apply(const Candidate& c, Ring& rv, Ring& ru,
               std::vector<std::pair<std::int32_t, std::int32_t>>& map, Undo* undo,
@@ -242,69 +262,71 @@ void Collapser::buildAdjacency() {
     std::fill(touched.begin(), touched.end(), 0);
 }
 
-// Triangles around v: its own list plus those of the vertices merged into it this pass.
-void Collapser::gatherTriangles(std::int32_t v, std::vector<std::int32_t>& out) const {
-    out.clear();
+void Collapser::ring(std::int32_t v, Ring& r) const {
+    // Triangles around v: its own list plus those of the vertices merged into it this pass. The
+    // merged lists still name triangles that no longer hold v; they are dropped without a branch.
+    std::size_t n = 0;
     std::int32_t stack[64];
     int top = 0;
     stack[top++] = v;
     while (top > 0) {
         std::int32_t x = stack[--top];
-        for (std::int32_t i = adjStart[x]; i < adjStart[x + 1]; ++i) prefetch(&m.triangles[3 * adjTris[i]]);
-        for (std::int32_t i = adjStart[x]; i < adjStart[x + 1]; ++i) {
-            std::int32_t t = adjTris[i];
-            const std::int32_t* tri = &m.triangles[3 * t];
-            if (tri[0] == v || tri[1] == v || tri[2] == v) out.push_back(t);
+        const std::int32_t* a = adjTris.data() + adjStart[x];
+        const std::int32_t* e = adjTris.data() + adjStart[x + 1];
+        if (r.tris.buffer.size() < n + std::size_t(e - a)) r.tris.buffer.resize(2 * (n + std::size_t(e - a)) + 32);
+        std::int32_t* out = r.tris.buffer.data();
+        for (const std::int32_t* i = a; i != e; ++i) prefetch(&m.triangles[3 * *i]);
+        for (const std::int32_t* i = a; i != e; ++i) {
+            const std::int32_t* tri = &m.triangles[3 * *i];
+            out[n] = *i;
+            n += std::size_t((tri[0] == v) | (tri[1] == v) | (tri[2] == v));
         }
         for (std::int32_t y = mergeHead[x]; y >= 0 && top < 64; y = mergeNext[y]) stack[top++] = y;
     }
-}
-
-void Collapser::ring(std::int32_t v, Ring& r) const {
-    gatherTriangles(v, r.tris);
+    r.tris.count = n;
     r.nbs.clear();
     r.borderEdges = r.seamEdges = 0;
     r.nonManifold = false;
-    // Large fans (poles) look neighbours up in a per-thread slot table instead of a linear scan.
-    const bool big = r.tris.size() > 32;
+    // Large fans (poles) look neighbours up in a per-thread slot table; small ones scan a packed
+    // list of the ids met so far (no early exit: each id is met at most once in it).
+    const bool big = n > 32;
     if (big && r.slot.size() != std::size_t(vertexCount)) r.slot.assign(vertexCount, -1);
+    std::int32_t ids[64];
+    int known = 0;
     static const int after[3][2] = {{1, 2}, {2, 0}, {0, 1}};
     for (std::int32_t t : r.tris) {
         const std::int32_t* tri = &m.triangles[3 * t];
-        int k = tri[0] == v ? 0 : tri[1] == v ? 1 : 2;
+        int k = tri[0] == v ? 0 : 1 + (tri[1] != v);
         const std::int32_t* w = uvs ? &m.wedges[3 * t] : nullptr;
         std::int32_t wv = w ? w[k] : -1;
         for (int j = 0; j < 2; ++j) {
             int kx = after[k][j];
             std::int32_t x = tri[kx];
             std::int32_t wx = w ? w[kx] : -1;
-            Neighbour* n = nullptr;
+            int found = -1;
             if (big) {
                 std::int32_t& slot = r.slot[x];
-                if (slot >= 0) n = &r.nbs[slot];
-                else slot = std::int32_t(r.nbs.size());
+                found = slot;
+                if (slot < 0) slot = std::int32_t(r.nbs.size());
             } else {
-                // Each neighbour is met at most twice on a manifold fan: stop at the first match.
-                for (Neighbour& e : r.nbs)
-                    if (e.vertex == x) {
-                        n = &e;
-                        break;
-                    }
+                for (int i = 0; i < known; ++i) found = ids[i] == x ? i : found;
+                if (found < 0) ids[known++] = x;
             }
-            if (!n) {
+            if (found < 0) {
                 r.nbs.push_back({x, 1, wv, wx, false});
             } else {
-                ++n->count;
-                if (n->wedgeHere != wv || n->wedgeThere != wx) n->seam = true;
+                Neighbour& nb = r.nbs[std::size_t(found)];
+                ++nb.count;
+                if (nb.wedgeHere != wv || nb.wedgeThere != wx) nb.seam = true;
             }
         }
     }
     if (big)
-        for (const Neighbour& n : r.nbs) r.slot[n.vertex] = -1;
-    for (const Neighbour& n : r.nbs) {
-        if (n.count == 1) ++r.borderEdges;
-        else if (n.seam) ++r.seamEdges;
-        if (n.count > 2) r.nonManifold = true;
+        for (const Neighbour& nb : r.nbs) r.slot[nb.vertex] = -1;
+    for (const Neighbour& nb : r.nbs) {
+        if (nb.count == 1) ++r.borderEdges;
+        else if (nb.seam) ++r.seamEdges;
+        if (nb.count > 2) r.nonManifold = true;
     }
 }
 
@@ -341,7 +363,8 @@ void Collapser::setup() {
     touched.assign(vertexCount, 0);
     best.assign(vertexCount, Candidate{});
     hasBest.assign(vertexCount, 0);
-    dirty.assign(vertexCount, 1);
+    dirty.assign(vertexCount, kAllChanged);
+    dirtyVia.assign(vertexCount, -1);
     strict.assign(vertexCount, 0);
     alive.assign(vertexCount, 0);
     locked.assign(vertexCount, 0);
@@ -564,70 +587,103 @@ bool Collapser::validate(std::int32_t v, std::int32_t u, Vec3 p, bool full, cons
     return true;
 }
 
-bool Collapser::evaluate(std::int32_t v, Ring& rv, Ring& ru,
+// The collapse of v onto its neighbour nb with its cost, or false when the constraints rule it out.
+bool Collapser::edgeCandidate(std::int32_t v, const Neighbour& nb, const Ring& rv, int features, Vec3 pv,
+                              const float cv[4], Candidate& c) const {
+    std::int32_t u = nb.vertex;
+    if (rv.borderEdges > 0 && nb.count != 1) return false;
+    bool edgeFeature = nb.count == 1 || (uvs && nb.seam);
+    if (features == 2 && !edgeFeature) return false;
+    bool fullAllowed = !locked[u] && !feature[u] && !feature[v] && features == 0;
+    if (!symmetryAllows(v, u, fullAllowed)) return false;
+    Quadric q = quadric[v];
+    q.add(quadric[u]);
+    Vec3 pu = pos(u);
+    c = Candidate{0, v, u, 1.0f, false, m.positions[u]};
+    double cost = q.eval(pu);
+    if (fullAllowed) {
+        Vec3 p;
+        Vec3 e = pu - pv;
+        double e2 = dot(e, e);
+        Vec3 mid = (pv + pu) * 0.5;
+        if (!q.optimum(p) || dot(p - mid, p - mid) > e2) p = mid;
+        double pc = q.eval(p);
+        if (pc < cost) {
+            cost = pc;
+            c.full = true;
+            c.p = KVVector3f{float(p.x), float(p.y), float(p.z)};
+            double t = e2 > 0 ? dot(vec(c.p) - pv, e) / e2 : 0.5;
+            c.t = float(std::min(std::max(t, 0.0), 1.0));
+        }
+    }
+    if (colorsSteer) {
+        ColorQuadric cq = colorQuadric[v];
+        cq.add(colorQuadric[u]);
+        float cu[4], cn[4];
+        unpack(m.colors[u], cu);
+        for (int i = 0; i < 4; ++i) cn[i] = cv[i] + (cu[i] - cv[i]) * c.t;
+        cost += colorWeight * cq.eval(cn);
+    }
+    if (!std::isfinite(cost)) return false;
+    c.cost = float(cost);
+    return true;
+}
+
+// v's cheapest collapse among its first 64 allowed ones (ties: the first in fan order). With
+// `via` >= 0 only the edge to `via` changed since `out` (valid when `had`) was found, so that edge
+// alone is weighed against it; strict vertices and large fans are evaluated whole.
+bool Collapser::evaluate(std::int32_t v, std::int32_t via, bool had, Ring& rv, Ring& ru,
                          std::vector<std::pair<std::int32_t, std::int32_t>>& map, Candidate& out) const {
     if (!alive[v] || locked[v]) return false;
     ring(v, rv);
     if (rv.nonManifold || rv.tris.empty()) return false;
     int features = rv.borderEdges + (uvs ? rv.seamEdges : 0);
     if (features > 2) return false;
+    Vec3 pv = pos(v);
+    float cv[4] = {0, 0, 0, 0};
+    if (colors) unpack(m.colors[v], cv);
+    if (via >= 0 && !strict[v] && rv.nbs.size() <= 64 && !(had && out.u == via)) {
+        const Neighbour* nb = rv.find(via);
+        if (nb) {
+            Candidate c;
+            if (!edgeCandidate(v, *nb, rv, features, pv, cv, c)) return had;
+            if (!had || c.cost < out.cost) {
+                out = c;
+            } else if (c.cost == out.cost) {
+                for (const Neighbour& n : rv.nbs) {
+                    if (n.vertex == out.u) break;
+                    if (n.vertex == via) {
+                        out = c;
+                        break;
+                    }
+                }
+            }
+            return true;
+        }
+    }
     // The neighbours' records are scattered: ask for all of them before the arithmetic needs them.
     for (const Neighbour& nb : rv.nbs) {
         prefetch(&quadric[nb.vertex]);
         prefetch(&m.positions[nb.vertex]);
         if (colorsSteer) prefetch(&colorQuadric[nb.vertex]), prefetch(&m.colors[nb.vertex]);
     }
+    if (!strict[v]) {
+        int n = 0;
+        Candidate c;
+        for (const Neighbour& nb : rv.nbs) {
+            if (n == 64) break;
+            if (!edgeCandidate(v, nb, rv, features, pv, cv, c)) continue;
+            if (n++ == 0 || c.cost < out.cost) out = c;
+        }
+        return n > 0;
+    }
     Candidate options[64];
     int n = 0;
-    Vec3 pv = pos(v);
-    float cv[4];
-    if (colors) unpack(m.colors[v], cv);
     for (const Neighbour& nb : rv.nbs) {
         if (n == 64) break;
-        std::int32_t u = nb.vertex;
-        if (rv.borderEdges > 0 && nb.count != 1) continue;
-        bool edgeFeature = nb.count == 1 || (uvs && nb.seam);
-        if (features == 2 && !edgeFeature) continue;
-        bool fullAllowed = !locked[u] && !feature[u] && !feature[v] && features == 0;
-        if (!symmetryAllows(v, u, fullAllowed)) continue;
-        Quadric q = quadric[v];
-        q.add(quadric[u]);
-        Vec3 pu = pos(u);
-        Candidate c{0, v, u, 1.0f, false, m.positions[u]};
-        double cost = q.eval(pu);
-        if (fullAllowed) {
-            Vec3 p;
-            Vec3 e = pu - pv;
-            double e2 = dot(e, e);
-            Vec3 mid = (pv + pu) * 0.5;
-            if (!q.optimum(p) || dot(p - mid, p - mid) > e2) p = mid;
-            double pc = q.eval(p);
-            if (pc < cost) {
-                cost = pc;
-                c.full = true;
-                c.p = KVVector3f{float(p.x), float(p.y), float(p.z)};
-                double t = e2 > 0 ? dot(vec(c.p) - pv, e) / e2 : 0.5;
-                c.t = float(std::min(std::max(t, 0.0), 1.0));
-            }
-        }
-        if (colorsSteer) {
-            ColorQuadric cq = colorQuadric[v];
-            cq.add(colorQuadric[u]);
-            float cu[4], cn[4];
-            unpack(m.colors[u], cu);
-            for (int i = 0; i < 4; ++i) cn[i] = cv[i] + (cu[i] - cv[i]) * c.t;
-            cost += colorWeight * cq.eval(cn);
-        }
-        if (!std::isfinite(cost)) continue;
-        c.cost = float(cost);
-        options[n++] = c;
+        if (edgeCandidate(v, nb, rv, features, pv, cv, options[n])) ++n;
     }
     if (n == 0) return false;
-    if (!strict[v]) {
-        out = *std::min_element(options, options + n,
-                                [](const Candidate& a, const Candidate& b) { return a.cost < b.cost; });
-        return true;
-    }
     std::sort(options, options + n, [](const Candidate& a, const Candidate& b) { return a.cost < b.cost; });
     for (int i = 0; i < n && i < 3; ++i) {
         if (validate(v, options[i].u, vec(options[i].p), options[i].full, rv, ru, map)) {
@@ -694,9 +750,9 @@ int Collapser::apply(const Candidate& c, Ring& rv, Ring& ru,
     normalSum[u] = normalSum[u] + normalSum[v];
     alive[v] = 0;
     touched[v] = touched[u] = 1;
-    for (const Neighbour& n : rv.nbs) dirty[n.vertex] = 1;
-    for (const Neighbour& n : ru.nbs) dirty[n.vertex] = 1;
-    dirty[u] = 1;
+    for (const Neighbour& n : rv.nbs) dirty[n.vertex] = kAllChanged;
+    dirty[u] = kAllChanged;
+    for (const Neighbour& n : ru.nbs) markEdge(n.vertex, u);
     mergeNext[v] = mergeHead[u];
     mergeHead[u] = v;
     step = CollapseStep{std::uint32_t(v), std::uint32_t(u), c.p, newColor, 0, 0};
@@ -753,8 +809,9 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
             std::vector<std::pair<std::int32_t, std::int32_t>> wm;
             for (std::int32_t v = b; v < e; ++v)
                 if (dirty[v]) {
-                    dirty[v] = 0;
-                    hasBest[v] = evaluate(v, a, c, wm, best[v]);
+                    std::int32_t via = dirty[v] == kEdgeChanged ? dirtyVia[v] : -1;
+                    dirty[v] = kClean;
+                    hasBest[v] = evaluate(v, via, hasBest[v] != 0, a, c, wm, best[v]);
                 }
         });
         // Cost order, ties by vertex: non-negative floats order as their bit patterns, so one
@@ -806,14 +863,15 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
             wedgeSteps.clear();
             CollapseStep first{}, second{};
             if (apply(c, rv, ru, map, pair ? &undo : nullptr, wedgeSteps, first, -1) != kApplied) {
-                dirty[c.v] = strict[c.v] = 1;
+                dirty[c.v] = kAllChanged;
+                strict[c.v] = 1;
                 return;
             }
             first.wedgeEnd = std::uint32_t(wedgeSteps.size());
             if (pair) {
                 if (apply(mc, rv, ru, map, nullptr, wedgeSteps, second, -1) != kApplied) {
                     undoCollapse(c, undo, savedQ, savedC, savedN, savedP, savedColor);
-                    dirty[c.v] = dirty[mc.v] = 1;
+                    dirty[c.v] = dirty[mc.v] = kAllChanged;
                     return;
                 }
                 second.wedgeEnd = std::uint32_t(wedgeSteps.size());
@@ -866,7 +924,8 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
                         } else if (r == kOutsideBlock) {
                             w.deferred.push_back(i);
                         } else {
-                            dirty[cand.v] = strict[cand.v] = 1;
+                            dirty[cand.v] = kAllChanged;
+                            strict[cand.v] = 1;
                         }
                     }
                 }
@@ -928,7 +987,7 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
             // Cached evaluations may miss collapses that changes two rings away made possible.
             if (fullRetry) break;
             fullRetry = true;
-            std::fill(dirty.begin(), dirty.end(), 1);
+            std::fill(dirty.begin(), dirty.end(), kAllChanged);
         } else {
             fullRetry = false;
         }
