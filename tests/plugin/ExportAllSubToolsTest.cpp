@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "../PlastraHelper/SimulatedHost.cpp"
+#include "SimulatedHost.h"
 #include "PluginHost.h"
 
 namespace {

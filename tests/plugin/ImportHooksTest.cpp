@@ -1,7 +1,7 @@
 // The import-time hooks through the loaded module.
 #include <gtest/gtest.h>
 
-#include "../PlastraHelper/SimulatedHost.cpp"
+#include "SimulatedHost.h"
 #include "PluginHost.h"
 
 TEST(ImportHooks, UvHooksAnswerZeroWhateverTheyAreGiven) {

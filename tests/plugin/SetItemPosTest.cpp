@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "../PlastraHelper/SimulatedHost.cpp"
+#include "SimulatedHost.h"
 #include "PluginHost.h"
 
 using simhost::Host4;

@@ -1,6 +1,7 @@
 // The simulated host's records and function tables.
 #include "SimulatedHost.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <set>
@@ -17,11 +18,9 @@ const BuildLayout* const kAllBuilds[5] = {&kBuild31, &kBuild312, &kBuild312B27, 
 
 namespace {
 
-constexpr std::size_t kWindowSize = 512;
-constexpr std::size_t kInfoSize = 128;
-constexpr std::size_t kTextSize = 24 + 256 + 8;
-constexpr std::size_t kMeshSize = 128;
-constexpr int kMaxWalk = 10000;
+constexpr std::size_t kWindowSize = 512, kInfoSize = 128, kTextSize = 24 + 256 + 8, kMeshSize = 128;
+constexpr std::size_t kDocSize = 1280, kDocCurrentMesh = 1200;
+constexpr std::size_t kMaxWalk = 10000;
 
 template <typename T>
 void put(void* record, std::size_t pos, T v) {
@@ -32,6 +31,33 @@ T get(const void* record, std::size_t pos) {
     T v;
     std::memcpy(&v, static_cast<const unsigned char*>(record) + pos, sizeof v);
     return v;
+}
+
+// Children of w in next order, bounded so that a cycle the library made cannot hang a test.
+template <typename H, typename W>
+std::vector<W> childrenOf(const H& host, W w) {
+    std::vector<W> out;
+    for (W c = host.child(w); c != nullptr && out.size() < kMaxWalk; c = host.next(c)) out.push_back(c);
+    return out;
+}
+
+template <typename H, typename W>
+std::string linkErrorsOf(const H& host, W root) {
+    std::set<W> seen;
+    std::vector<W> todo{root};
+    while (!todo.empty()) {
+        W w = todo.back();
+        todo.pop_back();
+        if (!seen.insert(w).second) return "window reached twice";
+        W before = nullptr;
+        for (W c : childrenOf(host, w)) {
+            if (host.parent(c) != w) return "child whose parent link is wrong";
+            if (host.prev(c) != before) return "previous link disagrees with next link";
+            before = c;
+            todo.push_back(c);
+        }
+    }
+    return "";
 }
 
 }  // namespace
@@ -50,8 +76,8 @@ Host3::~Host3() {
     for (const std::unique_ptr<unsigned char[]>& block : m_blocks) own.insert(block.get() + 1);
     std::set<void*> given;
     for (void* w : m_windows) {
-        void* info = readPtr(w, m_layout.info);
-        for (void* record : {textRecord(w), info ? readPtr(info, 96) : nullptr})
+        void* in = readPtr(w, m_layout.info);
+        for (void* record : {textRecord(w), in ? readPtr(in, 96) : nullptr})
             if (record != nullptr && own.count(record) == 0) given.insert(record);
     }
     for (void* record : given) std::free(record);
@@ -70,39 +96,32 @@ void* Host3::newRecord(std::size_t size) {
     return m_blocks.back().get() + 1;
 }
 
-void Host3::writeTextRecord(void* record, const char* text) {
-    std::size_t n = std::strlen(text);
-    if (n > 255) n = 255;
-    put<std::int32_t>(record, 20, static_cast<std::int32_t>(n));
-    char* chars = static_cast<char*>(record) + 24;
-    std::memcpy(chars, text, n);
-    chars[n] = '\0';
-}
-
 void* Host3::newTextRecord(const char* text) {
     void* record = newRecord(kTextSize);
-    writeTextRecord(record, text);
+    const std::size_t n = std::min<std::size_t>(std::strlen(text), 255);
+    put<std::int32_t>(record, 20, static_cast<std::int32_t>(n));
+    std::memcpy(static_cast<char*>(record) + 24, text, n);
     return record;
+}
+
+void* Host3::info(void* w) {
+    if (readPtr(w, m_layout.info) == nullptr) writePtr(w, m_layout.info, newRecord(kInfoSize));
+    return readPtr(w, m_layout.info);
 }
 
 void* Host3::windowRecord(std::size_t size, const char* name, void* parent, const char* text) {
     void* w = newRecord(size);
     m_windows.push_back(w);
-    if (name != nullptr) {
-        void* info = newRecord(kInfoSize);
-        writePtr(info, 96, newTextRecord(name));
-        writePtr(w, m_layout.info, info);
-    }
+    if (name != nullptr) writePtr(info(w), 96, newTextRecord(name));
     if (text != nullptr) writePtr(w, m_layout.text, newTextRecord(text));
     if (parent != nullptr) {
         setParent(w, parent);
-        void* c = child(parent);
-        if (c == nullptr) {
+        std::vector<void*> siblings = children(parent);
+        if (siblings.empty()) {
             setChild(parent, w);
         } else {
-            while (next(c) != nullptr) c = next(c);
-            setNext(c, w);
-            setPrev(w, c);
+            setNext(siblings.back(), w);
+            setPrev(w, siblings.back());
         }
     }
     return w;
@@ -114,45 +133,14 @@ void* Host3::window(const char* name, void* parent, const char* text) {
 
 void* Host3::pulldown(const char* name, void* parent, const std::vector<void*>& items) {
     void* menu = windowRecord(kWindowSize + 8 * items.size(), name, parent, nullptr);
-    if (readPtr(menu, m_layout.info) == nullptr) writePtr(menu, m_layout.info, newRecord(kInfoSize));
-    setKind(menu, 1007);
+    put<std::int16_t>(info(menu), 20, 1007);
     put<std::int32_t>(menu, m_layout.pulldownCount, static_cast<std::int32_t>(items.size()));
     for (std::size_t i = 0; i < items.size(); ++i) writePtr(menu, m_layout.pulldownItems + 8 * i, items[i]);
     return menu;
 }
 
-void Host3::setKind(void* w, std::int16_t kind) {
-    void* info = readPtr(w, m_layout.info);
-    if (info == nullptr) {
-        info = newRecord(kInfoSize);
-        writePtr(w, m_layout.info, info);
-    }
-    put<std::int16_t>(info, 20, kind);
-}
-
-std::vector<void*> Host3::children(void* w) const {
-    std::vector<void*> out;
-    for (void* c = child(w); c != nullptr && out.size() < kMaxWalk; c = next(c)) out.push_back(c);
-    return out;
-}
-
-std::string Host3::linkErrors(void* root) const {
-    std::set<void*> seen;
-    std::vector<void*> todo{root};
-    while (!todo.empty()) {
-        void* w = todo.back();
-        todo.pop_back();
-        if (!seen.insert(w).second) return "window reached twice";
-        void* before = nullptr;
-        for (void* c : children(w)) {
-            if (parent(c) != w) return "child whose parent link is wrong";
-            if (prev(c) != before) return "previous link disagrees with next link";
-            before = c;
-            todo.push_back(c);
-        }
-    }
-    return "";
-}
+std::vector<void*> Host3::children(void* w) const { return childrenOf(*this, w); }
+std::string Host3::linkErrors(void* root) const { return linkErrorsOf(*this, root); }
 
 std::int32_t Host3::textCount(void* w) const {
     void* t = textRecord(w);
@@ -164,24 +152,6 @@ std::string Host3::textChars(void* w) const {
     return t ? std::string(static_cast<const char*>(t) + 24) : std::string();
 }
 
-void Host3::setText(void* w, const char* text) {
-    void* t = textRecord(w);
-    if (t == nullptr) {
-        writePtr(w, m_layout.text, newTextRecord(text));
-    } else {
-        writeTextRecord(t, text);
-    }
-}
-
-void Host3::setName(void* w, const char* name) {
-    void* info = readPtr(w, m_layout.info);
-    if (info == nullptr) {
-        info = newRecord(kInfoSize);
-        writePtr(w, m_layout.info, info);
-    }
-    writePtr(info, 96, newTextRecord(name));
-}
-
 void Host3::setMesh(const Mesh& mesh) {
     m_meshData.reset(new Mesh(mesh));
     const Mesh& m = *m_meshData;
@@ -189,57 +159,47 @@ void Host3::setMesh(const Mesh& mesh) {
     put<std::int32_t>(m_mesh, 0, m.numVertices);
     put<std::int32_t>(m_mesh, 4, m.numFaces);
     put<std::int32_t>(m_mesh, 8, m.numUVLinks);
-    put<std::int32_t>(m_mesh, 12, 0);
     writePtr(m_mesh, 16, m.verticesFlt.empty() ? nullptr : m.verticesFlt.data());
     writePtr(m_mesh, 24, m.verticesFix.empty() ? nullptr : m.verticesFix.data());
     writePtr(m_mesh, 32, m.faces.empty() ? nullptr : m.faces.data());
     writePtr(m_mesh, 40, m.uvLinksFlt.empty() ? nullptr : m.uvLinksFlt.data());
     writePtr(m_mesh, 48, m.uvLinksFix.empty() ? nullptr : m.uvLinksFix.data());
-    writePtr(m_mesh, 56, nullptr);
     setMeshScale(m.scale[0], m.scale[1], m.scale[2]);
     setMeshOffset(m.offset[0], m.offset[1], m.offset[2]);
     writePtr(m_doc, kDocCurrentMesh, m_mesh);
 }
 
-std::vector<float> Host3::meshScale() const {
-    return m_mesh ? std::vector<float>{get<float>(m_mesh, 64), get<float>(m_mesh, 68), get<float>(m_mesh, 72)}
-                  : std::vector<float>();
-}
-
-std::vector<float> Host3::meshOffset() const {
-    return m_mesh ? std::vector<float>{get<float>(m_mesh, 76), get<float>(m_mesh, 80), get<float>(m_mesh, 84)}
-                  : std::vector<float>();
-}
-
-void Host3::setMeshScale(float x, float y, float z) {
+// Scale at 64, offset at 76 of the mesh record: three floats each.
+void Host3::putFloats(std::size_t pos, float x, float y, float z) {
     if (m_mesh == nullptr) return;
-    put(m_mesh, 64, x);
-    put(m_mesh, 68, y);
-    put(m_mesh, 72, z);
+    const float v[3] = {x, y, z};
+    std::memcpy(static_cast<unsigned char*>(m_mesh) + pos, v, sizeof v);
 }
 
-void Host3::setMeshOffset(float x, float y, float z) {
-    if (m_mesh == nullptr) return;
-    put(m_mesh, 76, x);
-    put(m_mesh, 80, y);
-    put(m_mesh, 84, z);
+std::vector<float> Host3::floats(std::size_t pos) const {
+    if (m_mesh == nullptr) return {};
+    return {get<float>(m_mesh, pos), get<float>(m_mesh, pos + 4), get<float>(m_mesh, pos + 8)};
 }
 
+std::vector<float> Host3::meshScale() const { return floats(64); }
+std::vector<float> Host3::meshOffset() const { return floats(76); }
+void Host3::setMeshScale(float x, float y, float z) { putFloats(64, x, y, z); }
+void Host3::setMeshOffset(float x, float y, float z) { putFloats(76, x, y, z); }
+
+// 3.1 keeps the texture's dimensions as 16.16 fixed point; later builds as floats, 8 bytes earlier.
 void Host3::setTexture(std::uint64_t pixels, std::int32_t field1, std::int32_t field2, float dim1, float dim2) {
     void* holder = newRecord(256);
     void* bitmap = newRecord(128);
-    if (m_layout.textureKind == 31) {
-        writePtr(holder, 184, bitmap);
-        put<std::uint64_t>(bitmap, 56, pixels);
-        put<std::int32_t>(bitmap, 52, field1);
-        put<std::int32_t>(bitmap, 78, field2);
+    const bool old = m_layout.textureKind == 31;
+    const std::size_t shift = old ? 0 : 8;
+    writePtr(holder, old ? 184 : 176, bitmap);
+    put<std::uint64_t>(bitmap, 56 + shift, pixels);
+    put<std::int32_t>(bitmap, 52 + shift, field1);
+    put<std::int32_t>(bitmap, 78 + shift, field2);
+    if (old) {
         put<std::int32_t>(holder, 80, static_cast<std::int32_t>(dim1 * 65536.0f));
         put<std::int32_t>(holder, 72, static_cast<std::int32_t>(dim2 * 65536.0f));
     } else {
-        writePtr(holder, 176, bitmap);
-        put<std::uint64_t>(bitmap, 64, pixels);
-        put<std::int32_t>(bitmap, 60, field1);
-        put<std::int32_t>(bitmap, 86, field2);
         put<float>(holder, 72, dim1);
         put<float>(holder, 68, dim2);
     }
@@ -297,14 +257,14 @@ struct WinDocObj {
 };
 
 // Graphix entries: the links of the window behind the graphic object.
-AWin* gGetParent(AGraphix* g) { return awin(owner(g)->parent); }
-void gSetParent(AGraphix* g, AWin* v) { owner(g)->parent = win(v); }
-AWin* gGetChild(AGraphix* g) { return awin(owner(g)->child); }
-void gSetChild(AGraphix* g, AWin* v) { owner(g)->child = win(v); }
-AWin* gGetNext(AGraphix* g) { return awin(owner(g)->next); }
-void gSetNext(AGraphix* g, AWin* v) { owner(g)->next = win(v); }
-AWin* gGetPrev(AGraphix* g) { return awin(owner(g)->prev); }
-void gSetPrev(AGraphix* g, AWin* v) { owner(g)->prev = win(v); }
+#define SIMHOST_LINK(Name, field)                                   \
+    AWin* gGet##Name(AGraphix* g) { return awin(owner(g)->field); } \
+    void gSet##Name(AGraphix* g, AWin* v) { owner(g)->field = win(v); }
+SIMHOST_LINK(Parent, parent)
+SIMHOST_LINK(Child, child)
+SIMHOST_LINK(Next, next)
+SIMHOST_LINK(Prev, prev)
+#undef SIMHOST_LINK
 
 AGraphix* wToGraphix(AWin* w) { return reinterpret_cast<AGraphix*>(&win(w)->graphix); }
 AWin* wFromGraphix(AGraphix* g) { return awin(owner(g)); }
@@ -334,26 +294,19 @@ Host4::Host4() : m_records(new Host3(kBuild312B46)) {
     m_doc = new DocObj{nullptr};
     m_winDoc = new WinDocObj{nullptr};
     static_cast<DocObj*>(m_doc)->view = reinterpret_cast<AWinDoc*>(m_winDoc);
-    // Sub-table sizes and the slots this host fills, in slot order.
+    // Sub-table sizes, and the slots this host fills.
     const std::size_t sizes[9] = {16, 10, 24, 2, 16, 10, 8, 8, 2};
     for (std::size_t s : sizes) m_subTables.emplace_back(s, nullptr);
-    m_subTables[0][8] = entry(&gGetParent);
-    m_subTables[0][9] = entry(&gSetParent);
-    m_subTables[0][10] = entry(&gGetChild);
-    m_subTables[0][11] = entry(&gSetChild);
-    m_subTables[0][12] = entry(&gGetNext);
-    m_subTables[0][13] = entry(&gSetNext);
-    m_subTables[0][14] = entry(&gGetPrev);
-    m_subTables[0][15] = entry(&gSetPrev);
-    m_subTables[1][0] = entry(&wToGraphix);
-    m_subTables[1][1] = entry(&wFromGraphix);
-    m_subTables[1][4] = entry(&wGetCmdState);
-    m_subTables[1][6] = entry(&wGetText);
-    m_subTables[2][16] = entry(&dGetActiveView);
-    m_subTables[6][0] = entry(&wdToWin);
-    m_subTables[7][1] = entry(&pdFromWin);
-    m_subTables[7][6] = entry(&pdCount);
-    m_subTables[7][7] = entry(&pdGetWin);
+    const struct {
+        std::size_t table, slot;
+        void (*f)();
+    } filled[] = {{0, 8, entry(&gGetParent)}, {0, 9, entry(&gSetParent)}, {0, 10, entry(&gGetChild)},
+                  {0, 11, entry(&gSetChild)},   {0, 12, entry(&gGetNext)},  {0, 13, entry(&gSetNext)},
+                  {0, 14, entry(&gGetPrev)},    {0, 15, entry(&gSetPrev)},  {1, 0, entry(&wToGraphix)},
+                  {1, 1, entry(&wFromGraphix)}, {1, 4, entry(&wGetCmdState)}, {1, 6, entry(&wGetText)},
+                  {2, 16, entry(&dGetActiveView)}, {6, 0, entry(&wdToWin)}, {7, 1, entry(&pdFromWin)},
+                  {7, 6, entry(&pdCount)},      {7, 7, entry(&pdGetWin)}};
+    for (const auto& e : filled) m_subTables[e.table][e.slot] = e.f;
     for (int i = 0; i < 9; ++i) m_table[i] = m_subTables[static_cast<std::size_t>(i)].data();
     m_slots[2] = static_cast<char*>(m_doc);
     m_slots[8] = reinterpret_cast<char*>(m_table);
@@ -374,13 +327,12 @@ AWin* Host4::window(const char* name, AWin* parent, const char* text) {
     if (text != nullptr) w->text = m_records->newTextRecord(text);
     if (Win* p = win(parent)) {
         w->parent = p;
-        if (p->child == nullptr) {
+        std::vector<AWin*> siblings = children(parent);
+        if (siblings.empty()) {
             p->child = w;
         } else {
-            Win* c = p->child;
-            while (c->next != nullptr) c = c->next;
-            c->next = w;
-            w->prev = c;
+            win(siblings.back())->next = w;
+            w->prev = win(siblings.back());
         }
     }
     return awin(w);
@@ -400,11 +352,8 @@ AWin* Host4::child(AWin* w) const { return awin(win(w)->child); }
 AWin* Host4::next(AWin* w) const { return awin(win(w)->next); }
 AWin* Host4::prev(AWin* w) const { return awin(win(w)->prev); }
 
-std::vector<AWin*> Host4::children(AWin* w) const {
-    std::vector<AWin*> out;
-    for (Win* c = win(w)->child; c != nullptr && out.size() < kMaxWalk; c = c->next) out.push_back(awin(c));
-    return out;
-}
+std::vector<AWin*> Host4::children(AWin* w) const { return childrenOf(*this, w); }
+std::string Host4::linkErrors(AWin* root) const { return linkErrorsOf(*this, root); }
 
 std::string Host4::name(AWin* w) const {
     const Win* x = win(w);
@@ -416,25 +365,6 @@ std::vector<std::string> Host4::childNames(AWin* w) const {
     std::vector<std::string> out;
     for (AWin* c : children(w)) out.push_back(name(c));
     return out;
-}
-
-std::string Host4::linkErrors(AWin* root) const {
-    std::set<Win*> seen;
-    std::vector<Win*> todo{win(root)};
-    while (!todo.empty()) {
-        Win* w = todo.back();
-        todo.pop_back();
-        if (!seen.insert(w).second) return "window reached twice";
-        Win* before = nullptr;
-        for (AWin* a : children(awin(w))) {
-            Win* c = win(a);
-            if (c->parent != w) return "child whose parent link is wrong";
-            if (c->prev != before) return "previous link disagrees with next link";
-            before = c;
-            todo.push_back(c);
-        }
-    }
-    return "";
 }
 
 void Host4::dropSubTable(int index) { m_table[index] = nullptr; }

@@ -29,10 +29,6 @@ struct BuildLayout {
 extern const BuildLayout kBuild31, kBuild312, kBuild312B27, kBuild312B43, kBuild312B46;
 extern const BuildLayout* const kAllBuilds[5];
 
-// The current mesh record the document points to.
-constexpr std::size_t kDocCurrentMesh = 1200;
-constexpr std::size_t kDocSize = 1280;
-
 // A mesh as the host keeps it. Empty arrays are handed over as null pointers.
 struct Mesh {
     std::int32_t numVertices = 0, numFaces = 0, numUVLinks = 0;
@@ -77,9 +73,6 @@ public:
     void* textRecord(void* w) const { return readPtr(w, m_layout.text); }
     std::int32_t textCount(void* w) const;
     std::string textChars(void* w) const;
-    void setText(void* w, const char* text);
-    void setName(void* w, const char* name);
-    void setKind(void* w, std::int16_t kind);
 
     // The document, with its active view and current mesh.
     void* doc() const { return m_doc; }
@@ -99,15 +92,16 @@ public:
 
     static void* readPtr(const void* record, std::size_t pos);
     static void writePtr(void* record, std::size_t pos, const void* p);
-
     // A zeroed record of size bytes, owned by this host.
     void* newRecord(std::size_t size);
     // A text record: count at 20, characters from 24 (at most 255 and a NUL).
     void* newTextRecord(const char* text);
-    static void writeTextRecord(void* record, const char* text);
 
 private:
     void* windowRecord(std::size_t size, const char* name, void* parent, const char* text);
+    void* info(void* w);
+    void putFloats(std::size_t pos, float x, float y, float z);
+    std::vector<float> floats(std::size_t pos) const;
 
     BuildLayout m_layout;
     std::vector<std::unique_ptr<unsigned char[]>> m_blocks;
