@@ -200,38 +200,61 @@ DecimationResult ProgressiveMesh::decimate(std::int64_t targetVertices, Decimati
             result.error = "cancelled";
             return result;
         }
-        WorkMesh m;
-        m.positions = full.positions;
-        m.colors = full.colors;
-        m.mask = full.mask;
-        m.wedgeUVs = full.wedgeUVs;
+        // Only the replayed prefix's vertices and wedges change: positions, colours and UVs are
+        // read through the last step that set them (-1: unchanged) instead of copying the full
+        // arrays, and only the surviving triangles are gathered.
         std::vector<std::int32_t> parent(V), wedgeParent(full.wedgeUVs.size());
         for (std::int32_t i = 0; i < std::int32_t(V); ++i) parent[i] = i;
         for (std::size_t i = 0; i < wedgeParent.size(); ++i) wedgeParent[i] = std::int32_t(i);
+        std::vector<std::int32_t> lastStep(V, -1), lastWedgeStep(full.wedgeUVs.size(), -1);
         std::uint32_t wedgeStart = 0;
         for (std::int64_t i = 0; i < k; ++i) {
             const CollapseStep& s = steps[i];
             parent[s.removed] = std::int32_t(s.kept);
-            m.positions[s.kept] = s.position;
-            if (!m.colors.empty()) m.colors[s.kept] = s.color;
+            lastStep[s.kept] = std::int32_t(i);
             for (std::uint32_t j = wedgeStart; j < s.wedgeEnd; ++j) {
                 const WedgeStep& w = m_data->wedgeSteps[j];
                 wedgeParent[w.from] = std::int32_t(w.to);
-                m.wedgeUVs[w.to] = w.uv;
+                lastWedgeStep[w.to] = std::int32_t(j);
             }
             wedgeStart = s.wedgeEnd;
         }
-        m.triangles.resize(full.triangles.size());
-        if (!full.wedges.empty()) m.wedges.resize(full.wedges.size());
+        const bool uvs = !full.wedges.empty();
+        std::vector<std::int32_t> liveTriangles, liveWedges;
+        std::vector<std::int32_t> map(std::size_t(V), -1);
         for (std::size_t t = 0; t + 2 < full.triangles.size(); t += 3) {
             std::int32_t a = root(parent, full.triangles[t]), b = root(parent, full.triangles[t + 1]),
                          c = root(parent, full.triangles[t + 2]);
-            if (a == b || b == c || a == c) a = b = c = -1;
-            m.triangles[t] = a, m.triangles[t + 1] = b, m.triangles[t + 2] = c;
-            if (!full.wedges.empty())
-                for (int j = 0; j < 3; ++j) m.wedges[t + j] = root(wedgeParent, full.wedges[t + j]);
+            if (a == b || b == c || a == c) continue;
+            liveTriangles.insert(liveTriangles.end(), {a, b, c});
+            map[a] = map[b] = map[c] = 0;
+            if (uvs)
+                for (int j = 0; j < 3; ++j) liveWedges.push_back(root(wedgeParent, full.wedges[t + j]));
         }
-        writeOutput(m, output);
+        // The same layout as writeOutput: vertices in id order, triangles in stored order.
+        output = DecimationMesh();
+        std::int32_t count = 0;
+        for (std::int32_t& i : map)
+            if (i == 0) i = count++;
+        output.points.resize(std::size_t(count));
+        if (!full.colors.empty()) output.colors.resize(std::size_t(count));
+        if (!full.mask.empty()) output.mask.resize(std::size_t(count));
+        for (std::size_t v = 0; v < map.size(); ++v) {
+            if (map[v] < 0) continue;
+            const std::int32_t s = lastStep[v];
+            output.points[std::size_t(map[v])] = s < 0 ? full.positions[v] : steps[std::size_t(s)].position;
+            if (!full.colors.empty()) output.colors[std::size_t(map[v])] = s < 0 ? full.colors[v] : steps[std::size_t(s)].color;
+            if (!full.mask.empty()) output.mask[std::size_t(map[v])] = full.mask[v];
+        }
+        output.triangles.resize(liveTriangles.size());
+        for (std::size_t i = 0; i < liveTriangles.size(); ++i) output.triangles[i] = map[std::size_t(liveTriangles[i])];
+        if (uvs) {
+            output.cornerUVs.resize(liveWedges.size());
+            for (std::size_t i = 0; i < liveWedges.size(); ++i) {
+                const std::int32_t w = liveWedges[i], s = lastWedgeStep[std::size_t(w)];
+                output.cornerUVs[i] = s < 0 ? full.wedgeUVs[std::size_t(w)] : m_data->wedgeSteps[std::size_t(s)].uv;
+            }
+        }
         if (callbacks.progress) callbacks.progress(k, k);
         result.ok = true;
     } catch (...) {
