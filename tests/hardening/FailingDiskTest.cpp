@@ -122,107 +122,6 @@ ChildOutcome onTinyDisk(std::size_t bytes, const std::function<std::string(const
 
 const char* yesNo(bool b) { return b ? "yes" : "no"; }
 
-}  // namespace
-
-TEST(FailingDisk, CopyLeavesNoPartialTarget) {
-    // 64 KiB into a 16 KiB disk: the source lives outside it.
-    char srcDir[] = "/tmp/trimora_src_XXXXXX";
-    ASSERT_NE(mkdtemp(srcDir), nullptr);
-    const std::string source = std::string(srcDir) + "/source";
-    ASSERT_TRUE(writeBytes(source, 64 * 1024, 'c'));
-    const ChildOutcome r = onTinyDisk(16 * 1024, [&](const std::string& dir, const std::string& full) {
-        std::string s;
-        const std::string target = dir + "/target";
-        const bool copied = KVDiskServer::copyFile(KVString(source.c_str()), KVString(target.c_str()));
-        s += std::string("copy=") + yesNo(copied) + " target=" + yesNo(exists(target));
-        // A target that stood there before is not left half-written either.
-        writeBytes(target, 100, 't');
-        const bool again = KVDiskServer::copyFile(KVString(source.c_str()), KVString(target.c_str()));
-        s += std::string(" again=") + yesNo(again) + " target=" + yesNo(exists(target));
-        // The space is free again: a small copy succeeds whole.
-        const std::string small = dir + "/keep";
-        writeBytes(small, 10, 'k');
-        const bool smallCopy = KVDiskServer::copyFile(KVString(small.c_str()), KVString(target.c_str()));
-        s += std::string(" small=") + yesNo(smallCopy) + " size=" + std::to_string(sizeOf(target));
-        if (!full.empty()) {
-            const bool toFull = KVDiskServer::copyFile(KVString(source.c_str()), KVString(full.c_str()));
-            s += std::string(" full=") + yesNo(toFull);
-        }
-        return s;
-    });
-    std::remove(source.c_str());
-    rmdir(srcDir);
-    if (!r.skip.empty()) GTEST_SKIP() << r.skip;
-    ASSERT_TRUE(r.exited) << r.report;
-    EXPECT_NE(r.report.find("copy=no target=no again=no target=no small=yes size=10"), std::string::npos) << r.report;
-    if (r.report.rfind("[rlimit]", 0) != 0) {
-        EXPECT_NE(r.report.find("full=no"), std::string::npos) << r.report;
-    }
-}
-
-TEST(FailingDisk, ColourFileFailsAndIsRemoved) {
-    const ChildOutcome r = onTinyDisk(16 * 1024, [](const std::string& dir, const std::string& full) {
-        std::string s;
-        KVArray<unsigned int> colors(20000, 0x00FF8040u);  // 80 KB of payload
-        const std::string path = dir + "/colors.kel";
-        const bool big = KVKelIO_Core::writeMRGBBloc(KVString(path.c_str()), colors);
-        s += std::string("big=") + yesNo(big) + " file=" + yesNo(exists(path));
-        KVArray<unsigned int> few(10, 1u);
-        const bool small = KVKelIO_Core::writeMRGBBloc(KVString(path.c_str()), few);
-        s += std::string(" small=") + yesNo(small) + " size=" + std::to_string(sizeOf(path));
-        if (!full.empty()) {
-            // The writer deletes its file on failure: here that is the private node, never /dev/full.
-            const bool toFull = KVKelIO_Core::writeMRGBBloc(KVString(full.c_str()), few);
-            s += std::string(" full=") + yesNo(toFull);
-        }
-        return s;
-    });
-    if (!r.skip.empty()) GTEST_SKIP() << r.skip;
-    ASSERT_TRUE(r.exited) << r.report;
-    // 32 + 16 + 40 + 16 bytes for ten colours.
-    EXPECT_NE(r.report.find("big=no file=no small=yes size=104"), std::string::npos) << r.report;
-    if (r.report.rfind("[rlimit]", 0) != 0) {
-        EXPECT_NE(r.report.find("full=no"), std::string::npos) << r.report;
-    }
-}
-
-TEST(FailingDisk, ObjWriterReportsTheFullDisk) {
-    const ChildOutcome r = onTinyDisk(16 * 1024, [](const std::string& dir, const std::string& full) {
-        std::string s;
-        const std::string path = dir + "/out.obj";
-        FILE* f = std::fopen(path.c_str(), "w");
-        if (f == nullptr) return std::string("open failed");
-        bool flushed = true;
-        {
-            KVObjTextWriter writer(f, 4096);
-            for (int i = 0; i < 5000; ++i) writer.writeVertex(1.5f, -2.25f, 3.0f);
-            flushed = writer.flush();
-            s += std::string("flush=") + yesNo(flushed) + " good=" + yesNo(writer.isGood());
-        }
-        std::fclose(f);
-        s += " size<=disk=" + std::string(yesNo(sizeOf(path) <= 16 * 1024));
-        if (!full.empty()) {
-            FILE* g = std::fopen(full.c_str(), "w");
-            if (g != nullptr) {
-                KVObjTextWriter writer(g, 4096);
-                writer.writeText("# header\n");
-                for (int i = 0; i < 2000; ++i) writer.writeUV(0.5f, 0.25f);
-                s += std::string(" full=") + yesNo(writer.flush());
-                std::fclose(g);
-            }
-        }
-        return s;
-    });
-    if (!r.skip.empty()) GTEST_SKIP() << r.skip;
-    ASSERT_TRUE(r.exited) << r.report;
-    EXPECT_NE(r.report.find("flush=no good=no size<=disk=yes"), std::string::npos) << r.report;
-    if (r.report.rfind("[rlimit]", 0) != 0) {
-        EXPECT_NE(r.report.find("full=no"), std::string::npos) << r.report;
-    }
-}
-
-namespace {
-
 // Write system calls this process has made so far.
 long writeCalls() {
     FILE* f = std::fopen("/proc/self/io", "r");
@@ -235,76 +134,124 @@ long writeCalls() {
     return calls;
 }
 
-}  // namespace
-
-TEST(FailingDisk, ObjWriterStopsAtTheFirstFailedWrite) {
-    // About 800 KB of text in 4 KiB blocks onto a 16 KiB disk: the blocks that fit, one refused,
-    // and nothing after it. The stream's own buffer is off, so each block is one system call.
-    const ChildOutcome r = onTinyDisk(16 * 1024, [](const std::string& dir, const std::string&) {
-        const std::string path = dir + "/out.obj";
-        FILE* f = std::fopen(path.c_str(), "w");
-        if (f == nullptr || setvbuf(f, nullptr, _IONBF, 0) != 0) return std::string("open failed");
-        const long before = writeCalls();
-        bool flushed = true;
-        {
-            KVObjTextWriter writer(f, 4096);
-            for (int i = 0; i < 20000; ++i) writer.writeVertex(0.125f, 0.5f, -7.0f);
-            flushed = writer.flush();
-        }
-        const long calls = writeCalls() - before;
-        std::fclose(f);
-        std::remove(path.c_str());
-        std::string s = std::string("flush=") + yesNo(flushed) + " few=" + yesNo(before >= 0 && calls <= 16 / 4 + 4);
-        if (calls > 16 / 4 + 4) s += "(" + std::to_string(calls) + " calls)";
-        return s;
-    });
-    if (!r.skip.empty()) GTEST_SKIP() << r.skip;
-    ASSERT_TRUE(r.exited) << r.report;
-    EXPECT_NE(r.report.find("flush=no few=yes"), std::string::npos) << r.report;
+// Writes about 800 KB of vertex lines in 4 KiB blocks; reports the flush and the writer's state.
+std::string writeObj(FILE* f, std::string& s) {
+    KVObjTextWriter writer(f, 4096);
+    for (int i = 0; i < 20000; ++i) writer.writeVertex(0.125f, 0.5f, -7.0f);
+    const bool flushed = writer.flush();
+    return s += std::string("flush=") + yesNo(flushed) + " good=" + yesNo(writer.isGood());
 }
 
-TEST(FailingDisk, ObjExportOfDeclaredMeshesReportsTheFullDisk) {
-    // A mesh of 3,000 points: about 100 KB of OBJ text for a 16 KiB disk.
-    char srcDir[] = "/tmp/trimora_mesh_XXXXXX";
+}  // namespace
+
+// Each writer onto a 16 KiB disk: it reports the failure, leaves no partial file where it
+// promises to remove it, writes a small file whole once space is free, and fails on the full node.
+TEST(FailingDisk, EveryWriterReportsTheFullDisk) {
+    char srcDir[] = "/tmp/trimora_src_XXXXXX";
     ASSERT_NE(mkdtemp(srcDir), nullptr);
-    const std::string mesh = std::string(srcDir) + "/mesh.kel";
+    const std::string source = std::string(srcDir) + "/source", mesh = std::string(srcDir) + "/mesh.kel";
+    ASSERT_TRUE(writeBytes(source, 64 * 1024, 'c'));
     {
+        // 3,000 points: about 100 KB of OBJ text.
         FILE* f = std::fopen(mesh.c_str(), "wb");
         ASSERT_NE(f, nullptr);
         const std::uint32_t n = 3000;
-        const std::uint32_t header[4] = {10001u, 16u + 12u * n, n, 0u};
-        const std::uint32_t end[4] = {0u, 16u, 0u, 0u};
+        const std::uint32_t header[4] = {10001u, 16u + 12u * n, n, 0u}, end[4] = {0u, 16u, 0u, 0u};
         std::fwrite("Kelb", 1, 4, f);
         std::fwrite(std::vector<char>(28, 0).data(), 1, 28, f);
         std::fwrite(header, 4, 4, f);
-        const std::vector<float> coords(3 * n, 0.333f);
-        std::fwrite(coords.data(), 4, coords.size(), f);
+        std::fwrite(std::vector<float>(3 * n, 0.333f).data(), 4, 3 * n, f);
         std::fwrite(end, 4, 4, f);
         ASSERT_EQ(std::fclose(f), 0);
     }
-    const ChildOutcome r = onTinyDisk(16 * 1024, [&](const std::string& dir, const std::string& full) {
-        KVArray<KVString> meshes;
-        meshes.add(KVString(mesh.c_str()));
-        KVArray<KVString> textures;
-        textures.add(KVString());
-        const std::string obj = dir + "/out.obj";
-        std::string s = std::string("disk=") +
-                        yesNo(ExportAllObjUtils::exportDeclaredKel(KVString(obj.c_str()), meshes, textures));
-        // A mesh that fits is written whole.
-        KVArray<KVString> none;
-        s += std::string(" empty=") + yesNo(ExportAllObjUtils::exportDeclaredKel(KVString(obj.c_str()), none, none));
-        if (!full.empty()) {
-            s += std::string(" full=") +
-                 yesNo(ExportAllObjUtils::exportDeclaredKel(KVString(full.c_str()), meshes, textures));
+    using Body = std::function<std::string(const std::string&, const std::string&)>;
+    const struct {
+        const char* name;
+        Body body;
+        const char* expected;
+    } table[] = {
+        {"copy",
+         [&](const std::string& dir, const std::string& full) {
+             const std::string target = dir + "/target", small = dir + "/keep";
+             auto copy = [](const std::string& from, const std::string& to) {
+                 return yesNo(KVDiskServer::copyFile(KVString(from.c_str()), KVString(to.c_str())));
+             };
+             // Each step on its own statement: the operands of + are not evaluated in order.
+             std::string s = std::string("copy=") + copy(source, target);
+             s += std::string(" target=") + yesNo(exists(target));
+             writeBytes(target, 100, 't');  // a target that stood there before is not left half-written
+             s += std::string(" again=") + copy(source, target);
+             s += std::string(" target=") + yesNo(exists(target));
+             writeBytes(small, 10, 'k');
+             s += std::string(" small=") + copy(small, target);
+             s += " size=" + std::to_string(sizeOf(target));
+             if (!full.empty()) s += std::string(" full=") + copy(source, full);
+             return s;
+         },
+         "copy=no target=no again=no target=no small=yes size=10"},
+        {"colours",
+         [](const std::string& dir, const std::string& full) {
+             const std::string path = dir + "/colors.kel";
+             KVArray<unsigned int> colors(20000, 0x00FF8040u), few(10, 1u);  // 80 KB, then 40 bytes of payload
+             std::string s = std::string("big=") + yesNo(KVKelIO_Core::writeMRGBBloc(KVString(path.c_str()), colors));
+             s += std::string(" file=") + yesNo(exists(path));
+             s += std::string(" small=") + yesNo(KVKelIO_Core::writeMRGBBloc(KVString(path.c_str()), few));
+             s += " size=" + std::to_string(sizeOf(path));
+             // The writer deletes its file on failure: here that is the private node, never /dev/full.
+             if (!full.empty()) s += std::string(" full=") + yesNo(KVKelIO_Core::writeMRGBBloc(KVString(full.c_str()), few));
+             return s;
+         },
+         "big=no file=no small=yes size=104"},  // 32 + 16 + 40 + 16 bytes for ten colours
+        {"obj text",
+         // The stream's own buffer is off, so each 4 KiB block is one system call: the blocks that
+         // fit, one refused, and nothing after it.
+         [](const std::string& dir, const std::string& full) {
+             const std::string path = dir + "/out.obj";
+             FILE* f = std::fopen(path.c_str(), "w");
+             if (f == nullptr || setvbuf(f, nullptr, _IONBF, 0) != 0) return std::string("open failed");
+             std::string s;
+             const long before = writeCalls();
+             writeObj(f, s);
+             const long calls = writeCalls() - before;
+             std::fclose(f);
+             s += std::string(" few=") + yesNo(before >= 0 && calls <= 16 / 4 + 4);
+             s += std::string(" size<=disk=") + yesNo(sizeOf(path) <= 16 * 1024);
+             if (calls > 16 / 4 + 4) s += "(" + std::to_string(calls) + " calls)";
+             FILE* g = full.empty() ? nullptr : std::fopen(full.c_str(), "w");
+             if (g != nullptr) {
+                 std::string t;
+                 s += writeObj(g, t).find("flush=no") == 0 ? " full=no" : " full=yes";
+                 std::fclose(g);
+             }
+             return s;
+         },
+         "flush=no good=no few=yes size<=disk=yes"},
+        {"declared meshes",
+         [&](const std::string& dir, const std::string& full) {
+             KVArray<KVString> meshes, textures, none;
+             meshes.add(KVString(mesh.c_str()));
+             textures.add(KVString());
+             auto run = [&](const std::string& to, const KVArray<KVString>& m, const KVArray<KVString>& t) {
+                 return yesNo(ExportAllObjUtils::exportDeclaredKel(KVString(to.c_str()), m, t));
+             };
+             std::string s = std::string("disk=") + run(dir + "/out.obj", meshes, textures);
+             s += std::string(" empty=") + run(dir + "/out.obj", none, none);  // a list that fits is written whole
+             if (!full.empty()) s += std::string(" full=") + run(full, meshes, textures);
+             return s;
+         },
+         "disk=no empty=yes"},
+    };
+    for (const auto& row : table) {
+        SCOPED_TRACE(row.name);
+        const ChildOutcome r = onTinyDisk(16 * 1024, row.body);
+        if (!r.skip.empty()) GTEST_SKIP() << r.skip;
+        ASSERT_TRUE(r.exited) << r.report;
+        EXPECT_NE(r.report.find(row.expected), std::string::npos) << r.report;
+        if (r.report.rfind("[rlimit]", 0) != 0) {
+            EXPECT_NE(r.report.find("full=no"), std::string::npos) << r.report;
         }
-        return s;
-    });
+    }
+    std::remove(source.c_str());
     std::remove(mesh.c_str());
     rmdir(srcDir);
-    if (!r.skip.empty()) GTEST_SKIP() << r.skip;
-    ASSERT_TRUE(r.exited) << r.report;
-    EXPECT_NE(r.report.find("disk=no empty=yes"), std::string::npos) << r.report;
-    if (r.report.rfind("[rlimit]", 0) != 0) {
-        EXPECT_NE(r.report.find("full=no"), std::string::npos) << r.report;
-    }
 }
