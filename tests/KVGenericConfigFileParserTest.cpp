@@ -42,30 +42,37 @@ KVGenericConfigFileParser numThreadParser() {
 
 // ---- matching ----
 
-TEST(KVGenericConfigFileParserMatch, KeyIsAPrefixWithoutRegardToCaseAndSeparatorsAreOptional) {
-    const KVGenericConfigFileParser p = numThreadParser();
-    for (const char* line : {"NumThread = 8", "NumThread: 8", "numthread 8", "NUMTHREAD=8", "NumThread8",
-                             " \t NumThread\t=:= 8 \t", "nUmThReAd:=::  8"}) {
-        EXPECT_EQ(parse(p, line), (Seen{{"N", "8"}})) << line;
-    }
-    // The key must begin the line (after blanks) and be complete.
-    EXPECT_TRUE(parse(p, "# NumThread = 8").empty());
-    EXPECT_TRUE(parse(p, "NumThrea = 8").empty());
-    EXPECT_TRUE(parse(p, "xNumThread = 8").empty());
-}
-
-TEST(KVGenericConfigFileParserMatch, ValueKeepsInnerSeparatorsAndQuotes) {
-    const KVGenericConfigFileParser p = numThreadParser();
-    EXPECT_EQ(parse(p, "NumThread = \"a b\" = c: d  \r\n"), (Seen{{"N", "\"a b\" = c: d"}}));
-    EXPECT_EQ(parse(p, "NumThreads = 4"), (Seen{{"N", "s = 4"}}));
-}
-
-TEST(KVGenericConfigFileParserMatch, OnlySeparatorsAfterTheKeyChangeNothingButTheBareKeyCallsWithEmpty) {
-    const KVGenericConfigFileParser p = numThreadParser();
-    EXPECT_TRUE(parse(p, "NumThread =").empty());
-    EXPECT_TRUE(parse(p, "NumThread : \t= ").empty());
-    EXPECT_EQ(parse(p, "NumThread"), (Seen{{"N", ""}}));
-    EXPECT_EQ(parse(p, "  NumThread \t "), (Seen{{"N", ""}}));
+TEST(KVGenericConfigFileParserMatch, KeysSeparatorsValuesAndLines) {
+    KVGenericConfigFileParser p = numThreadParser();
+    p.addToken("A", record<'A'>);
+    p.addToken("B", record<'B'>);
+    static const char withNul[] = "NumThread = 1\nNumThr\0ead = 2\nNumThread = 3";  // a NUL ends the text
+    const std::vector<std::pair<std::string, Seen>> table = {
+        // The key is a prefix without regard to case; separators are optional.
+        {"NumThread = 8", {{"N", "8"}}},
+        {"NumThread: 8", {{"N", "8"}}},
+        {"numthread 8", {{"N", "8"}}},
+        {"NUMTHREAD=8", {{"N", "8"}}},
+        {"NumThread8", {{"N", "8"}}},
+        {" \t NumThread\t=:= 8 \t", {{"N", "8"}}},
+        {"nUmThReAd:=::  8", {{"N", "8"}}},
+        // The key must begin the line (after blanks) and be complete.
+        {"# NumThread = 8", {}},
+        {"NumThrea = 8", {}},
+        {"xNumThread = 8", {}},
+        // The value keeps inner separators and quotes.
+        {"NumThread = \"a b\" = c: d  \r\n", {{"N", "\"a b\" = c: d"}}},
+        {"NumThreads = 4", {{"N", "s = 4"}}},
+        // Only separators after the key change nothing; the bare key calls with an empty value.
+        {"NumThread =", {}},
+        {"NumThread : \t= ", {}},
+        {"NumThread", {{"N", ""}}},
+        {"  NumThread \t ", {{"N", ""}}},
+        // Each line goes to one key; unknown lines and runs of breaks are skipped.
+        {"// comment\nA=1\r\n\r\n\n\rB=2\rzzz\n# A=9\n\t\nA = 3", {{"A", "1"}, {"B", "2"}, {"A", "3"}}},
+        {std::string(withNul, sizeof withNul - 1), {{"N", "1"}}},
+    };
+    for (const auto& row : table) EXPECT_EQ(parse(p, row.first), row.second) << row.first;
 }
 
 TEST(KVGenericConfigFileParserMatch, MostRecentlyRegisteredKeyIsTriedFirst) {
@@ -81,21 +88,6 @@ TEST(KVGenericConfigFileParserMatch, MostRecentlyRegisteredKeyIsTriedFirst) {
     EXPECT_EQ(parse(longFirst, "UseVtxColorsCoef = 7"), (Seen{{"S", "Coef = 7"}}));
     EXPECT_EQ(longFirst.getNumTokens(), 2);
     EXPECT_STREQ(longFirst.getFirstToken()->m_name, "UseVtxColors");
-}
-
-TEST(KVGenericConfigFileParserMatch, EachLineGoesToOneKeyAndUnknownLinesAreSkipped) {
-    KVGenericConfigFileParser p;
-    p.addToken("A", record<'A'>);
-    p.addToken("B", record<'B'>);
-    const std::string text = "// comment\nA=1\r\n\r\n\n\rB=2\rzzz\n# A=9\n\t\nA = 3";
-    EXPECT_EQ(parse(p, text), (Seen{{"A", "1"}, {"B", "2"}, {"A", "3"}}));
-}
-
-TEST(KVGenericConfigFileParserMatch, NulByteEndsTheText) {
-    const KVGenericConfigFileParser p = numThreadParser();
-    static const char bytes[] = "NumThread = 1\nNumThr\0ead = 2\nNumThread = 3";
-    const std::string text(bytes, sizeof bytes - 1);
-    EXPECT_EQ(parse(p, text), (Seen{{"N", "1"}}));
 }
 
 TEST(KVGenericConfigFileParserMatch, CopiesKeepTheWholeListInOrder) {
@@ -239,47 +231,30 @@ TEST(KVGenericConfigFileParserLines, ReplaceTokenRewritesMatchingLinesAndKeepsTh
 
 // ---- value converters ----
 
-TEST(KVGenericConfigFileParserValues, StringDropsOnePairOfQuotes) {
-    auto str = [](const char* v) { return std::string(KVGenericConfigFileParser::paramToString(v).c_str()); };
-    EXPECT_EQ(str("\"a b\""), "a b");
-    EXPECT_EQ(str("\"\"a\"\""), "\"a\"");
-    EXPECT_EQ(str("\""), "");
-    EXPECT_EQ(str("\"\""), "");
-    EXPECT_EQ(str("\"open"), "open");
-    EXPECT_EQ(str("close\""), "close\"");
-    EXPECT_EQ(str("plain"), "plain");
-    EXPECT_EQ(str(nullptr), "");
-}
-
-TEST(KVGenericConfigFileParserValues, BoolWords) {
-    for (const char* no : {"No", "NO", "no", "0", "False", "fAlSe", "#f", "#F"}) {
-        EXPECT_FALSE(KVGenericConfigFileParser::paramToBool(no)) << no;
-        EXPECT_EQ(KVGenericConfigFileParser::paramToBoolOrDefault(no), 0) << no;
-    }
-    for (const char* yes : {"Yes", "yes", "1", "TRUE", "#t", "#T"}) {
-        EXPECT_TRUE(KVGenericConfigFileParser::paramToBool(yes)) << yes;
-        EXPECT_EQ(KVGenericConfigFileParser::paramToBoolOrDefault(yes), 1) << yes;
-    }
-    for (const char* other : {"", "maybe", "No ", "00", "s = No", "Yess", "2"}) {
-        EXPECT_TRUE(KVGenericConfigFileParser::paramToBool(other)) << other;
-        EXPECT_EQ(KVGenericConfigFileParser::paramToBoolOrDefault(other), -1) << other;
+TEST(KVGenericConfigFileParserValues, StringsDropOnePairOfQuotesAndBoolWords) {
+    const std::pair<const char*, const char*> strings[] = {{"\"a b\"", "a b"}, {"\"\"a\"\"", "\"a\""}, {"\"", ""},
+                                                          {"\"\"", ""},         {"\"open", "open"},        {"close\"", "close\""},
+                                                          {"plain", "plain"},   {nullptr, ""}};
+    for (const auto& row : strings)
+        EXPECT_STREQ(KVGenericConfigFileParser::paramToString(row.first).c_str(), row.second) << row.first;
+    // paramToBoolOrDefault: 0, 1 or -1 for an unknown word, which paramToBool takes as true.
+    const std::pair<const char*, int> words[] = {
+        {"No", 0},  {"NO", 0},   {"no", 0},   {"0", 0},   {"False", 0}, {"fAlSe", 0},  {"#f", 0},   {"#F", 0},
+        {"Yes", 1}, {"yes", 1},  {"1", 1},    {"TRUE", 1}, {"#t", 1},   {"#T", 1},     {"", -1},    {"maybe", -1},
+        {"No ", -1}, {"00", -1}, {"s = No", -1}, {"Yess", -1}, {"2", -1}};
+    for (const auto& row : words) {
+        EXPECT_EQ(KVGenericConfigFileParser::paramToBoolOrDefault(row.first), row.second) << row.first;
+        EXPECT_EQ(KVGenericConfigFileParser::paramToBool(row.first), row.second != 0) << row.first;
     }
     EXPECT_TRUE(KVGenericConfigFileParser::paramToBool(nullptr));
 }
 
 TEST(KVGenericConfigFileParserValues, NumbersScanLikePercentFAndIntegersTruncate) {
-    EXPECT_FLOAT_EQ(KVGenericConfigFileParser::paramToFloat("  25.5xyz"), 25.5f);
-    EXPECT_FLOAT_EQ(KVGenericConfigFileParser::paramToFloat("-1e2"), -100.0f);
-    EXPECT_EQ(KVGenericConfigFileParser::paramToFloat("abc"), 0.0f);
-    EXPECT_EQ(KVGenericConfigFileParser::paramToFloat(""), 0.0f);
-    EXPECT_EQ(KVGenericConfigFileParser::paramToInt("2.9"), 2);
-    EXPECT_EQ(KVGenericConfigFileParser::paramToInt("-2.9"), -2);
-    EXPECT_EQ(KVGenericConfigFileParser::paramToInt("1e3"), 1000);
-    EXPECT_EQ(KVGenericConfigFileParser::paramToInt("6.9 threads"), 6);
+    const std::pair<const char*, float> floats[] = {{"  25.5xyz", 25.5f}, {"-1e2", -100.0f}, {"abc", 0.0f}, {"", 0.0f}};
+    for (const auto& row : floats) EXPECT_EQ(KVGenericConfigFileParser::paramToFloat(row.first), row.second) << row.first;
     // Integers go through a float on their way.
-    EXPECT_EQ(KVGenericConfigFileParser::paramToInt("16777217"), 16777216);
-    EXPECT_EQ(KVGenericConfigFileParser::paramToInt("1e30"), INT_MAX);
-    EXPECT_EQ(KVGenericConfigFileParser::paramToInt("-inf"), INT_MIN);
-    EXPECT_EQ(KVGenericConfigFileParser::paramToInt("nan"), 0);
-    EXPECT_EQ(KVGenericConfigFileParser::paramToInt("x"), 0);
+    const std::pair<const char*, int> ints[] = {{"2.9", 2},          {"-2.9", -2},         {"1e3", 1000},
+                                                {"6.9 threads", 6},  {"16777217", 16777216}, {"1e30", INT_MAX},
+                                                {"-inf", INT_MIN},   {"nan", 0},           {"x", 0}};
+    for (const auto& row : ints) EXPECT_EQ(KVGenericConfigFileParser::paramToInt(row.first), row.second) << row.first;
 }
