@@ -58,17 +58,6 @@ struct Reader {
     }
 };
 
-std::int32_t root(std::vector<std::int32_t>& parent, std::int32_t x) {
-    std::int32_t r = x;
-    while (parent[r] != r) r = parent[r];
-    while (parent[x] != r) {
-        std::int32_t next = parent[x];
-        parent[x] = r;
-        x = next;
-    }
-    return r;
-}
-
 }  // namespace
 
 struct ProgressiveMesh::Data {
@@ -210,26 +199,28 @@ DecimationResult ProgressiveMesh::decimate(std::int64_t targetVertices, Decimati
         std::uint32_t wedgeStart = 0;
         for (std::int64_t i = 0; i < k; ++i) {
             const CollapseStep& s = steps[i];
-            parent[s.removed] = std::int32_t(s.kept);
             lastStep[s.kept] = std::int32_t(i);
-            for (std::uint32_t j = wedgeStart; j < s.wedgeEnd; ++j) {
-                const WedgeStep& w = m_data->wedgeSteps[j];
-                wedgeParent[w.from] = std::int32_t(w.to);
-                lastWedgeStep[w.to] = std::int32_t(j);
-            }
+            for (std::uint32_t j = wedgeStart; j < s.wedgeEnd; ++j) lastWedgeStep[m_data->wedgeSteps[j].to] = std::int32_t(j);
             wedgeStart = s.wedgeEnd;
+        }
+        // Where each removed vertex and renamed wedge ends up, resolved backwards in one sweep: a
+        // step's kept vertex (target wedge) is either final or removed by a later step, whose
+        // answer is already known.
+        for (std::int64_t i = k; i-- > 0;) parent[steps[i].removed] = parent[steps[i].kept];
+        for (std::uint32_t j = wedgeStart; j-- > 0;) {
+            const WedgeStep& w = m_data->wedgeSteps[j];
+            wedgeParent[w.from] = wedgeParent[w.to];
         }
         const bool uvs = !full.wedges.empty();
         std::vector<std::int32_t> liveTriangles, liveWedges;
         std::vector<std::int32_t> map(std::size_t(V), -1);
         for (std::size_t t = 0; t + 2 < full.triangles.size(); t += 3) {
-            std::int32_t a = root(parent, full.triangles[t]), b = root(parent, full.triangles[t + 1]),
-                         c = root(parent, full.triangles[t + 2]);
+            std::int32_t a = parent[full.triangles[t]], b = parent[full.triangles[t + 1]], c = parent[full.triangles[t + 2]];
             if (a == b || b == c || a == c) continue;
             liveTriangles.insert(liveTriangles.end(), {a, b, c});
             map[a] = map[b] = map[c] = 0;
             if (uvs)
-                for (int j = 0; j < 3; ++j) liveWedges.push_back(root(wedgeParent, full.wedges[t + j]));
+                for (int j = 0; j < 3; ++j) liveWedges.push_back(wedgeParent[full.wedges[t + j]]);
         }
         // The same layout as writeOutput: vertices in id order, triangles in stored order.
         output = DecimationMesh();
