@@ -13,21 +13,21 @@
 // Which path serves which job
 // ---------------------------
 // Every job is welded first (bit-identical positions become one vertex, UVs become wedges per
-// position and UV) and then reduced by our own edge collapse (EdgeCollapse.cpp): area-weighted
-// plane quadrics with border planes, an optimal position for edges away from borders, seams,
-// locks and the symmetry plane, colour spread weighted by colorCoef, UV wedges renamed chart by
-// chart (a corner only ever takes a UV of the same chart, so seams stay seams), mirrored pairs
-// collapsed together, masked and frozen-border vertices locked, and a face-orientation check
-// against both the current face and the original surface the face stands for. Each pass
-// evaluates the vertices whose neighbourhood changed (in parallel, numThreads), sorts the
-// vertices' best collapses by cost and applies them cheapest first, up to a cost limit; far from
-// the target the cheapest ones go block by block over fixed spatial blocks in parallel, so thread
-// count never changes the result.
+// position and UV; scattered file orders are sorted spatially) and then reduced by our own edge
+// collapse (EdgeCollapse.cpp): area-weighted plane quadrics with border planes, an optimal position
+// for edges away from borders, seams, locks and the symmetry plane, colour spread weighted by
+// colorCoef, UV wedges renamed chart by chart (a corner only ever takes a UV of the same chart, so
+// seams stay seams), mirrored pairs collapsed together, masked and frozen-border vertices locked,
+// and a face-orientation check against both the current face and the original surface the face
+// stands for. Each pass evaluates the vertices whose neighbourhood changed (in parallel on one
+// worker pool per job), sorts the vertices' best collapses by cost and applies them cheapest first,
+// up to a cost limit; far from the target the cheapest ones go block by block over fixed spatial
+// blocks in parallel, so thread count never changes the result.
 // meshoptimizer serves the welding (meshopt_generateVertexRemap). meshopt_simplify is the
 // benchmark's baseline, not a path: it cannot weigh colours, keep UV seams or symmetry, and it
-// places vertices only on existing ones. On a million triangles it takes about half our time
-// without attributes and a third with UVs and colours (which it ignores), at 1.4 to 4.7 times
-// our error without attributes; bench/decimate.cpp keeps the comparison honest.
+// places vertices only on existing ones. On a million triangles it takes about two thirds of our
+// time without attributes and about half with UVs and colours (which it ignores), at 1.4 to 4.7
+// times our error without attributes; bench/decimate.cpp keeps the comparison honest.
 // The progressive history (ProgressiveMesh.cpp) records the same collapses and replays them.
 
 namespace trimora_decimation {
