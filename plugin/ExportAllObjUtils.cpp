@@ -16,6 +16,9 @@ namespace {
 const char kObjHeaderLine[] = "# File exported by Plastra version 3.1\n";
 const char kMakerAddressLine[] = "# https://www.plastra.example\n";
 
+// Elements (points, UV pairs, faces) read from a mesh file at a time.
+constexpr int kStreamChunk = 65536;
+
 // Offsets are the int sums of the counts read, wrapping like the int arithmetic they stand for.
 std::int32_t addCount(std::int32_t offset, int count) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(offset) + static_cast<std::uint32_t>(count));
@@ -98,30 +101,31 @@ bool ExportAllObjUtils::writeObj(FILE* file, const KVString& path, const KVArray
         }
     }
 
-    // One mesh at a time: only the current mesh's block is in memory, never the whole text.
+    // One mesh at a time, each block streamed in chunks: memory stays the same whatever the
+    // meshes' sizes, and never holds the whole text.
     KVArray<std::int32_t> vertexOffsets(meshCount, 0);
     KVArray<std::int32_t> uvOffsets(meshCount, 0);
-    {
-        KVArray<KVVector3f> points;
-        for (int i = 0; i < meshCount; ++i) {
-            KVKelIO::readVertexBloc(kelFiles[i], points);
-            obj.writeVertices(points.getData(), points.getCount());
-            if (i + 1 < meshCount) vertexOffsets[i + 1] = addCount(vertexOffsets[i], points.getCount());
-        }
+    for (int i = 0; i < meshCount; ++i) {
+        int count = 0;
+        KVKelIO::streamVertexBloc(kelFiles[i], kStreamChunk, [&](const KVVector3f* points, int n) {
+            obj.writeVertices(points, n);
+            count += n;
+        });
+        if (i + 1 < meshCount) vertexOffsets[i + 1] = addCount(vertexOffsets[i], count);
     }
-    {
-        KVArray<KVVector2f> uvs;
-        for (int i = 0; i < meshCount; ++i) {
-            KVKelIO::readUV4Bloc(kelFiles[i], uvs);
-            obj.writeUVs(uvs.getData(), uvs.getCount());
-            if (i + 1 < meshCount) uvOffsets[i + 1] = addCount(uvOffsets[i], uvs.getCount());
-        }
+    for (int i = 0; i < meshCount; ++i) {
+        int count = 0;
+        KVKelIO::streamUV4Bloc(kelFiles[i], kStreamChunk, [&](const KVVector2f* uvs, int n) {
+            obj.writeUVs(uvs, n);
+            count += n;
+        });
+        if (i + 1 < meshCount) uvOffsets[i + 1] = addCount(uvOffsets[i], count);
     }
-    {
-        KVArray<int> faces;
-        for (int i = 0; i < meshCount; ++i) {
-            bool hasUV = false;
-            KVKelIO::readFace4Bloc(kelFiles[i], faces, hasUV);
+    for (int i = 0; i < meshCount; ++i) {
+        bool hasUV = false;
+        bool started = false;
+        std::int32_t facesDone = 0;
+        auto startGroup = [&] {
             obj.writeSubToolGroup(i + 1);
             if (haveMaterials) {
                 if (textureAt(textures, i))
@@ -129,11 +133,19 @@ bool ExportAllObjUtils::writeObj(FILE* file, const KVString& path, const KVArray
                 else
                     obj.writeText("usemtl defaultMat\n");
             }
-            // Whole faces only: a trailing partial record is never read.
-            // Faces go out as the mesh file stores them: a host that exported a broken mesh gets it
-            // back as it was, never a silently thinned one.
-            obj.writeFaces(faces.getData(), faces.getCount() / 4, vertexOffsets[i], hasUV, uvOffsets[i]);
-        }
+            started = true;
+        };
+        // Faces go out as the mesh file stores them: a host that exported a broken mesh gets it
+        // back as it was, never a silently thinned one. Each chunk continues the UV slots where
+        // the last one stopped, in the same wrapping arithmetic as the slots themselves.
+        KVKelIO::streamFace4Bloc(kelFiles[i], kStreamChunk, hasUV, [&](const int* faces, int n) {
+            if (!started) startGroup();
+            const std::int32_t slots = static_cast<std::int32_t>(static_cast<std::uint32_t>(uvOffsets[i]) +
+                                                                 4u * static_cast<std::uint32_t>(facesDone));
+            obj.writeFaces(faces, n / 4, vertexOffsets[i], hasUV, slots);
+            facesDone += n / 4;
+        });
+        if (!started) startGroup();  // an unreadable or empty mesh is an empty group
     }
     return obj.flush();
 }

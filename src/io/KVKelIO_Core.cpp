@@ -3,6 +3,7 @@
 
 #include <climits>
 #include <cstring>
+#include <functional>
 #include <memory>
 
 #include "log/KVLogServer.h"
@@ -66,36 +67,89 @@ public:
         return forward(payload);
     }
 
-    // Reads a block's payload into `out`, sized to `elements` (new elements zero). The length
-    // decides how many bytes the block spans; only the part that falls inside the array is
-    // stored, the rest is stepped over. When the file cannot hold `elements`, the array is left
-    // empty and nothing is allocated. False ends the walk (malformed length, payload cut short).
-    template <typename T>
-    bool readPayload(const Kel_Header& h, std::uint64_t elements, KVArray<T>& out) {
-        // A length below 16 is a broken header: the walk ends there as at a truncated file.
-        if (h.length < KVKelIO_Core::kBlockHeaderSize) return false;
+    // What reading a block's payload as `elements` elements of `size` bytes gives. The length
+    // decides how many bytes the block spans (`span`); the array holds `elements` (or nothing when
+    // the file cannot hold them), the first `stored` bytes from the file and zeros after them.
+    struct PayloadPlan {
+        bool valid = false;  // a length below 16: a broken header
+        std::uint64_t elements = 0;
+        std::uint64_t stored = 0;
+        std::uint64_t span = 0;
+        bool whole = false;  // the block's payload lies whole inside the file
+    };
+
+    PayloadPlan plan(const Kel_Header& h, std::uint64_t elements, std::uint64_t size) const {
+        PayloadPlan r;
+        if (h.length < KVKelIO_Core::kBlockHeaderSize) return r;
+        r.valid = true;
         const std::uint64_t payload = h.length - KVKelIO_Core::kBlockHeaderSize;
         const std::uint64_t left = bytesLeft();
-        const std::uint64_t span = minU64(payload, left);
-        // elements <= 4 x 2^32 and sizeof(T) <= 12: the product cannot overflow 64 bits.
-        const std::uint64_t need = elements * sizeof(T);
-        std::uint64_t stored = 0;
-        if (elements > static_cast<std::uint64_t>(INT_MAX) || need > left) {
+        r.span = minU64(payload, left);
+        r.whole = r.span == payload;
+        // elements <= 4 x 2^32 and size <= 12: the product cannot overflow 64 bits.
+        const std::uint64_t need = elements * size;
+        if (elements <= static_cast<std::uint64_t>(INT_MAX) && need <= left) {
+            r.elements = elements;
+            r.stored = minU64(r.span, need);
+        }
+        return r;
+    }
+
+    // Reads a block's payload into `out` as plan() describes, nothing allocated when the file
+    // cannot hold the elements. False ends the walk (malformed length, payload cut short).
+    template <typename T>
+    bool readPayload(const Kel_Header& h, std::uint64_t elements, KVArray<T>& out) {
+        const PayloadPlan r = plan(h, elements, sizeof(T));
+        if (!r.valid) return false;
+        if (r.elements == 0) {
             out.clear();
         } else {
-            out.resizeForOverwrite(static_cast<int>(elements));
-            stored = minU64(span, need);
+            out.resizeForOverwrite(static_cast<int>(r.elements));
+            const std::uint64_t need = r.elements * sizeof(T);
             // Only the bytes the file does not supply are zeroed: a short block or a short read
             // leaves zero-filled elements behind what was read.
             const std::size_t got =
-                stored > 0 ? std::fread(out.getData(), 1, static_cast<std::size_t>(stored), m_file) : 0;
+                r.stored > 0 ? std::fread(out.getData(), 1, static_cast<std::size_t>(r.stored), m_file) : 0;
             if (need > got)
                 std::memset(reinterpret_cast<unsigned char*>(out.getData()) + got, 0,
                             static_cast<std::size_t>(need - got));
-            if (got != stored) return false;
+            if (got != r.stored) return false;
         }
-        if (!forward(span - stored)) return false;
-        return span == payload;
+        if (!forward(r.span - r.stored)) return false;
+        return r.whole;
+    }
+
+    // Notes where a block's payload starts and what reading it would give, and steps over it
+    // as readPayload would. False ends the walk.
+    bool notePayload(const Kel_Header& h, std::uint64_t elements, std::uint64_t size, long& start, PayloadPlan& r) {
+        const PayloadPlan next = plan(h, elements, size);
+        if (!next.valid) return false;  // an earlier block's payload stays, as with readPayload
+        r = next;
+        start = std::ftell(m_file);
+        return forward(r.span) && r.whole;
+    }
+
+    // Hands the elements of a noted payload to `sink` in chunks of at most `chunk` elements
+    // through one buffer: the same elements, in the same order, as readPayload stores.
+    void streamPayload(long start, const PayloadPlan& r, std::size_t size, int chunk,
+                       const std::function<void(const void*, int)>& sink) {
+        if (r.elements == 0) return;
+        if (chunk < 1) chunk = 1;
+        if (static_cast<std::uint64_t>(chunk) > r.elements) chunk = static_cast<int>(r.elements);
+        std::unique_ptr<unsigned char[]> buffer(new unsigned char[static_cast<std::size_t>(chunk) * size]);
+        bool readable = std::fseek(m_file, start, SEEK_SET) == 0;
+        for (std::uint64_t first = 0; first < r.elements; first += static_cast<std::uint64_t>(chunk)) {
+            const int n = static_cast<int>(minU64(static_cast<std::uint64_t>(chunk), r.elements - first));
+            const std::uint64_t bytes = static_cast<std::uint64_t>(n) * size;
+            const std::uint64_t offset = first * size;
+            const std::uint64_t fromFile = offset < r.stored ? minU64(bytes, r.stored - offset) : 0;
+            std::size_t got = 0;
+            if (readable && fromFile > 0) got = std::fread(buffer.get(), 1, static_cast<std::size_t>(fromFile), m_file);
+            // What the file does not supply reads as zeros, and a failed read ends the reading.
+            if (got != fromFile) readable = false;
+            std::memset(buffer.get() + got, 0, static_cast<std::size_t>(bytes - got));
+            sink(buffer.get(), n);
+        }
     }
 
 private:
@@ -274,6 +328,68 @@ bool KVKelIO_Core::readUV4Bloc(const KVString& path, KVArray<KVVector2f>& uvs) {
         KVLogServer::printLine("  Kel Reading: Skipping Bloc tag=%d", logCount(h.tag));
         return f.skip(h);
     });
+    return true;
+}
+
+// ---- Streaming readers: the same walk and log lines as the readers above, then the payload.
+
+bool KVKelIO_Core::streamVertexBloc(const KVString& path, int chunk,
+                                    const std::function<void(const KVVector3f*, int)>& sink) {
+    KelFile f(path, "rb");
+    if (!openChecked(f)) return false;
+    long start = -1;
+    KelFile::PayloadPlan r;
+    walkBlocks(f, [&](const Kel_Header& h) {
+        if (h.tag != kTagPoints) return f.skip(h);
+        f.notePayload(h, h.count, sizeof(KVVector3f), start, r);
+        return false;
+    });
+    f.streamPayload(start, r, sizeof(KVVector3f), chunk,
+                    [&](const void* data, int n) { sink(static_cast<const KVVector3f*>(data), n); });
+    return true;
+}
+
+bool KVKelIO_Core::streamFace4Bloc(const KVString& path, int chunk, bool& hasUV,
+                                   const std::function<void(const int*, int)>& sink) {
+    hasUV = false;
+    KelFile f(path, "rb");
+    if (!openChecked(f)) return false;
+    long start = -1;
+    KelFile::PayloadPlan r;
+    walkBlocks(f, [&](const Kel_Header& h) {
+        if (h.tag == KVKelIO_Core::kTagUV4) {
+            hasUV = true;
+            return f.skip(h);
+        }
+        if (h.tag == KVKelIO_Core::kTagFace4) {
+            KVLogServer::printLine("  Kel Reading [Face4] (%d fac)", logCount(h.count));
+            return f.notePayload(h, faceElements(h), sizeof(int), start, r);
+        }
+        return f.skip(h);
+    });
+    // Whole faces only: chunks hold a multiple of four indices.
+    const int faces = chunk < 1 ? 1 : (chunk > INT_MAX / 4 ? INT_MAX / 4 : chunk);
+    f.streamPayload(start, r, sizeof(int), faces * 4,
+                    [&](const void* data, int n) { sink(static_cast<const int*>(data), n); });
+    return true;
+}
+
+bool KVKelIO_Core::streamUV4Bloc(const KVString& path, int chunk,
+                                 const std::function<void(const KVVector2f*, int)>& sink) {
+    KelFile f(path, "rb");
+    if (!openChecked(f)) return false;
+    long start = -1;
+    KelFile::PayloadPlan r;
+    walkBlocks(f, [&](const Kel_Header& h) {
+        if (h.tag == KVKelIO_Core::kTagUV4) {
+            KVLogServer::printLine("  Kel Reading [UV4] (%d)", logCount(h.count));
+            return f.notePayload(h, faceElements(h), sizeof(KVVector2f), start, r);
+        }
+        KVLogServer::printLine("  Kel Reading: Skipping Bloc tag=%d", logCount(h.tag));
+        return f.skip(h);
+    });
+    f.streamPayload(start, r, sizeof(KVVector2f), chunk,
+                    [&](const void* data, int n) { sink(static_cast<const KVVector2f*>(data), n); });
     return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 
 #include "BBox.h"
 #include "KVArray.h"
@@ -81,6 +82,19 @@ public:
     static bool readVtxFace4UV4AndMRGBBlocs(const KVString& path, KVArray<KVVector3f>& points,
                                             KVArray<int>& faces, KVArray<KVVector2f>& uvs,
                                             KVArray<unsigned int>& colors);
+
+    // ---- Streaming readers: the same file walk, log lines and elements as readVertexBloc,
+    // readFace4Bloc and readUV4Bloc, handed to `sink` in order, at most `chunk` elements (faces
+    // for the Face4 block, four indices each) at a time through one buffer, so that a mesh of any
+    // size is read with a fixed amount of memory. The result is as the readers' result.
+    static bool streamVertexBloc(const KVString& path, int chunk,
+                                 const std::function<void(const KVVector3f*, int)>& sink);
+    // `sink` receives indices, four per face; hasUV as readFace4Bloc sets it, known before the
+    // first call to `sink`.
+    static bool streamFace4Bloc(const KVString& path, int chunk, bool& hasUV,
+                                const std::function<void(const int*, int)>& sink);
+    static bool streamUV4Bloc(const KVString& path, int chunk,
+                              const std::function<void(const KVVector2f*, int)>& sink);
 
     // Bounding box of the first Points block, streamed through one buffer of 65,536 points
     // (786,432 bytes) whatever the count. The box is emptied first. False when the file cannot be

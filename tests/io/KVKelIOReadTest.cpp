@@ -60,6 +60,34 @@ Reads readAll(const std::string& path) {
     r.colors = raw(colors);
     EXPECT_EQ(r.ok, K::readMaskBloc(p, mask));
     r.mask = raw(mask);
+    // The streaming readers give the same elements, in chunks of at most the size asked for
+    // (whole faces for the Face4 block), whatever the chunk size.
+    for (int chunk : {1, 3, 1000}) {
+        SCOPED_TRACE(chunk);
+        std::string streamed;
+        auto collect = [&](const void* data, int n, std::size_t size, int most) {
+            EXPECT_GT(n, 0);
+            EXPECT_LE(n, most);
+            streamed.append(static_cast<const char*>(data), static_cast<std::size_t>(n) * size);
+        };
+        EXPECT_EQ(r.ok, K::streamVertexBloc(p, chunk, [&](const KVVector3f* d, int n) {
+            collect(d, n, sizeof(KVVector3f), chunk);
+        }));
+        EXPECT_EQ(streamed, r.points);
+        streamed.clear();
+        bool streamedUV = !r.hasUV;
+        EXPECT_EQ(r.ok, K::streamFace4Bloc(p, chunk, streamedUV, [&](const int* d, int n) {
+            EXPECT_EQ(n % 4, 0);
+            collect(d, n, sizeof(int), 4 * chunk);
+        }));
+        EXPECT_EQ(streamed, r.faces);
+        EXPECT_EQ(streamedUV, r.hasUV);
+        streamed.clear();
+        EXPECT_EQ(r.ok, K::streamUV4Bloc(p, chunk, [&](const KVVector2f* d, int n) {
+            collect(d, n, sizeof(KVVector2f), chunk);
+        }));
+        EXPECT_EQ(streamed, r.uvs);
+    }
     EXPECT_EQ(r.ok, K::readVertexAndFace4Blocs(p, points, faces));
     r.pairPoints = raw(points);
     r.pairFaces = raw(faces);
@@ -251,6 +279,12 @@ TEST_F(KelRead, EachReaderWalksTheBlocksAsItDefines) {
     cut.header(K::kTagPoints, 16 + 48, 4).raw(kPoints.data(), 20);
     Reads cutReads = holding({}, kFaces, false, {}, kColors, {});
     table.push_back({"points payload cut", cut, cutReads});
+    // A UV block shorter than its count with the file going on: the pairs it lacks read as zeros,
+    // one of them cut in the middle.
+    KelBytes shortUV = KelBytes().fileHeader().header(K::kTagUV4, 16 + 12, 1);
+    shortUV.raw(kUVs.data(), 12).block(K::kTagPoints, 4, kPoints).end();
+    table.push_back({"uv payload shorter than its count", shortUV,
+                     holding(kPoints, {}, true, {kUVs[0], {kUVs[1].u, 0}, {0, 0}, {0, 0}}, {}, {})});
     for (const Row& row : table) {
         SCOPED_TRACE(row.what);
         expectReads(readAll(save(row.file)), row.want);
