@@ -6,6 +6,9 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#endif
 
 namespace {
 
@@ -410,14 +413,181 @@ __attribute__((always_inline)) inline char* uvLine(char* p, float u, float v) {
 
 void KVObjTextWriter::writeVertex(float x, float y, float z) { m_pos = vertexLine(room(kLineRoom), x, y, z); }
 
-void KVObjTextWriter::writeVertices(const KVVector3f* points, int count) {
-    for (int i = 0; i < count; ++i) m_pos = vertexLine(room(kLineRoom), points[i].x, points[i].y, points[i].z);
-}
-
 void KVObjTextWriter::writeUV(float u, float v) { m_pos = uvLine(room(kLineRoom), u, v); }
 
+namespace {
+
+// ---- Runs of numbers. Vertex and UV lines are formatted a batch of floats at a time: first the
+// rounded parts of every float of the batch (sign, lead index, last eight decimals), where a
+// vector unit can do four at once, then the lines, which only copy bytes.
+
+constexpr std::uint32_t kGeneral = 0xFFFFFFFFu;  // lead index of a float the general path writes
+
+struct FloatBatch {
+    static constexpr int kSize = 48;  // 16 vertices or 24 UV pairs
+    std::uint32_t lead[kSize];        // index into kLeads, or kGeneral
+    std::uint32_t negative[kSize];
+    char digits[kSize][8];
+};
+
+// The same arithmetic as putFloat9, one float at a time.
+void splitScalar(const float* x, int first, int n, FloatBatch& b) {
+    for (int i = first; i < n; ++i) {
+        std::uint32_t bits;
+        std::memcpy(&bits, &x[i], sizeof(bits));
+        const std::uint32_t biased = (bits >> 23) & 0xFFu;
+        b.negative[i] = bits >> 31;
+        if (biased - 95u > 133u - 95u) {
+            b.lead[i] = kGeneral;
+            continue;
+        }
+        const std::uint32_t m = (bits & 0x7FFFFFu) | 0x800000u;
+        const unsigned s = 150u - biased;
+        const std::uint64_t n9 = static_cast<std::uint64_t>(m) * kBillion;
+        const std::uint64_t odd = (n9 >> s) & 1u;
+        const std::uint64_t scaled = (n9 + (std::uint64_t(1) << (s - 1)) - 1u + odd) >> s;
+        const std::uint32_t q = static_cast<std::uint32_t>(((scaled >> 8) * 720575941u) >> 48);
+        b.lead[i] = q;
+        put8Fast(b.digits[i], static_cast<std::uint32_t>(scaled - static_cast<std::uint64_t>(q) * 100000000u));
+    }
+}
+
+#if defined(__x86_64__) || defined(__i386__)
+#define TRIMORA_WIDE_VECTORS 1
+// Four floats per step in 64-bit lanes: the same rounding shift as putFloat9 (with per-lane shift
+// counts), the same division by 10^8, then the eight decimals of two floats per register as in
+// put8Simd. Floats outside the straight path's range are marked for the general formatter.
+__attribute__((target("avx2"))) void splitWide(const float* x, int n, FloatBatch& b) {
+    const __m256i one = _mm256_set1_epi64x(1);
+    const __m256i billion = _mm256_set1_epi64x(kBillion);
+    const __m256i hundredMillion = _mm256_set1_epi64x(100000000);
+    const __m256i spread = _mm256_setr_epi8(0, 1, 0, 1, 0, 1, 0, 1, 2, 3, 2, 3, 2, 3, 2, 3,
+                                            0, 1, 0, 1, 0, 1, 0, 1, 2, 3, 2, 3, 2, 3, 2, 3);
+    const __m256i k1 = _mm256_setr_epi16(8389, 5243, 13108, -32768, 8389, 5243, 13108, -32768,
+                                         8389, 5243, 13108, -32768, 8389, 5243, 13108, -32768);
+    const __m256i k2 = _mm256_setr_epi16(1 << 7, 1 << 11, 1 << 13, -32768, 1 << 7, 1 << 11, 1 << 13, -32768,
+                                         1 << 7, 1 << 11, 1 << 13, -32768, 1 << 7, 1 << 11, 1 << 13, -32768);
+    int i = 0;
+    for (; i + 4 <= n; i += 4) {
+        const __m128i bits = _mm_loadu_si128(reinterpret_cast<const __m128i*>(x + i));
+        __m128i biased = _mm_and_si128(_mm_srli_epi32(bits, 23), _mm_set1_epi32(0xFF));
+        const __m128i general =
+            _mm_or_si128(_mm_cmplt_epi32(biased, _mm_set1_epi32(95)), _mm_cmpgt_epi32(biased, _mm_set1_epi32(133)));
+        biased = _mm_blendv_epi8(biased, _mm_set1_epi32(127), general);  // keeps every shift count in range
+        const __m128i m = _mm_or_si128(_mm_and_si128(bits, _mm_set1_epi32(0x7FFFFF)), _mm_set1_epi32(0x800000));
+        const __m256i m64 = _mm256_cvtepu32_epi64(m);
+        const __m256i s64 = _mm256_cvtepu32_epi64(_mm_sub_epi32(_mm_set1_epi32(150), biased));
+        const __m256i n9 = _mm256_mul_epu32(m64, billion);
+        const __m256i odd = _mm256_and_si256(_mm256_srlv_epi64(n9, s64), one);
+        const __m256i halfLess = _mm256_sub_epi64(_mm256_sllv_epi64(one, _mm256_sub_epi64(s64, one)), one);
+        const __m256i scaled = _mm256_srlv_epi64(_mm256_add_epi64(_mm256_add_epi64(n9, halfLess), odd), s64);
+        const __m256i q = _mm256_srli_epi64(
+            _mm256_mul_epu32(_mm256_srli_epi64(scaled, 8), _mm256_set1_epi64x(720575941)), 48);
+        const __m256i rest = _mm256_sub_epi64(scaled, _mm256_mul_epu32(q, hundredMillion));
+        const __m256i hi = _mm256_srli_epi64(_mm256_mul_epu32(rest, _mm256_set1_epi64x(3518437209u)), 45);
+        const __m256i lo = _mm256_sub_epi64(rest, _mm256_mul_epu32(hi, _mm256_set1_epi64x(10000)));
+        const __m256i halves = _mm256_or_si256(hi, _mm256_slli_epi64(lo, 16));
+        // Floats 0 and 1, then 2 and 3, one per 128-bit lane: hi x 4, lo x 4 in 16-bit lanes.
+        __m256i a = _mm256_shuffle_epi8(_mm256_permute4x64_epi64(halves, 0x50), spread);
+        __m256i c = _mm256_shuffle_epi8(_mm256_permute4x64_epi64(halves, 0xFA), spread);
+        a = _mm256_mulhi_epu16(_mm256_mulhi_epu16(_mm256_slli_epi16(a, 2), k1), k2);
+        c = _mm256_mulhi_epu16(_mm256_mulhi_epu16(_mm256_slli_epi16(c, 2), k1), k2);
+        a = _mm256_sub_epi16(a, _mm256_slli_epi64(_mm256_mullo_epi16(a, _mm256_set1_epi16(10)), 16));
+        c = _mm256_sub_epi16(c, _mm256_slli_epi64(_mm256_mullo_epi16(c, _mm256_set1_epi16(10)), 16));
+        // Packing works per 128-bit lane (floats 0, 2 | 1, 3): put them back in order.
+        const __m256i digits = _mm256_permute4x64_epi64(
+            _mm256_add_epi8(_mm256_packus_epi16(a, c), _mm256_set1_epi8('0')), 0xD8);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(b.digits[i]), digits);
+        const __m128i q32 = _mm256_castsi256_si128(_mm256_permutevar8x32_epi32(q, _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(b.lead + i), _mm_or_si128(q32, general));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(b.negative + i), _mm_srli_epi32(bits, 31));
+    }
+    splitScalar(x, i, n, b);
+}
+
+bool cpuHasWideVectors() {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2");
+}
+#else
+#define TRIMORA_WIDE_VECTORS 0
+bool cpuHasWideVectors() { return false; }
+#endif
+
+bool g_wideVectorsAllowed = true;
+
+void splitFloats(const float* x, int n, FloatBatch& b) {
+#if TRIMORA_WIDE_VECTORS
+    static const bool wide = cpuHasWideVectors();
+    if (wide && g_wideVectorsAllowed) {
+        splitWide(x, n, b);
+        return;
+    }
+#endif
+    splitScalar(x, 0, n, b);
+}
+
+__attribute__((always_inline)) inline char* putSplit(char* p, const FloatBatch& b, int i, float x) {
+    if (b.lead[i] == kGeneral) return formatFloat9Slow(p, x);
+    *p = '-';
+    p += b.negative[i];
+    const Lead& lead = kLeads.entries[b.lead[i]];
+    std::memcpy(p, lead.c, 8);  // the spare bytes are overwritten by the decimals
+    p += lead.c[7];
+    std::memcpy(p, b.digits[i], 8);
+    return p + 8;
+}
+
+}  // namespace
+
+bool KVObjTextWriter::useWideVectors(bool allowed) {
+    g_wideVectorsAllowed = allowed;
+    return cpuHasWideVectors();
+}
+
+void KVObjTextWriter::writeVertices(const KVVector3f* points, int count) {
+    static_assert(sizeof(KVVector3f) == 3 * sizeof(float), "points are read as a run of floats");
+    FloatBatch batch;
+    constexpr int kPerBatch = FloatBatch::kSize / 3;
+    for (int first = 0; first < count; first += kPerBatch) {
+        const int n = count - first < kPerBatch ? count - first : kPerBatch;
+        const float* x = &points[first].x;
+        splitFloats(x, 3 * n, batch);
+        char* p = m_pos;  // kept in a register across the lines
+        for (int k = 0; k < n; ++k) {
+            p = lineRoom(p);
+            *p++ = 'v';
+            *p++ = ' ';
+            p = putSplit(p, batch, 3 * k, x[3 * k]);
+            *p++ = ' ';
+            p = putSplit(p, batch, 3 * k + 1, x[3 * k + 1]);
+            *p++ = ' ';
+            p = putSplit(p, batch, 3 * k + 2, x[3 * k + 2]);
+            *p++ = '\n';
+        }
+        m_pos = p;
+    }
+}
+
 void KVObjTextWriter::writeUVs(const KVVector2f* uvs, int count) {
-    for (int i = 0; i < count; ++i) m_pos = uvLine(room(kLineRoom), uvs[i].u, uvs[i].v);
+    static_assert(sizeof(KVVector2f) == 2 * sizeof(float), "UVs are read as a run of floats");
+    FloatBatch batch;
+    constexpr int kPerBatch = FloatBatch::kSize / 2;
+    for (int first = 0; first < count; first += kPerBatch) {
+        const int n = count - first < kPerBatch ? count - first : kPerBatch;
+        const float* x = &uvs[first].u;
+        splitFloats(x, 2 * n, batch);
+        char* p = m_pos;
+        for (int k = 0; k < n; ++k) {
+            p = lineRoom(p);
+            p = putText(p, "vt ", 3);
+            p = putSplit(p, batch, 2 * k, x[2 * k]);
+            *p++ = ' ';
+            p = putSplit(p, batch, 2 * k + 1, x[2 * k + 1]);
+            *p++ = '\n';
+        }
+        m_pos = p;
+    }
 }
 
 namespace {

@@ -36,6 +36,11 @@ public:
     // Writes 8 bytes.
     static char* formatEightDigitsPortable(char* out, std::uint32_t v);
 
+    // Runs of vertices and UVs use the processor's wide vector unit when it has one (the same
+    // text either way). Checks switch it off to compare both paths; the result tells whether
+    // this processor has the unit at all.
+    static bool useWideVectors(bool allowed);
+
     // file may be null: the text is then gathered and dropped at each flush.
     explicit KVObjTextWriter(FILE* file, std::size_t bufferSize = kDefaultBufferSize);
     ~KVObjTextWriter();
@@ -84,6 +89,13 @@ private:
     // Makes sure `n` bytes fit at m_pos (n <= buffer size).
     char* room(std::size_t n) {
         if (static_cast<std::size_t>(m_end - m_pos) < n) flushBlock();
+        return m_pos;
+    }
+    // room() for a caller that keeps its own position p (past m_pos) in a register.
+    char* lineRoom(char* p) {
+        if (static_cast<std::size_t>(m_end - p) >= kLineRoom) return p;
+        m_pos = p;
+        flushBlock();
         return m_pos;
     }
     void flushBlock();

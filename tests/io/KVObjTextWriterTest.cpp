@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -94,6 +95,51 @@ TEST(KVObjTextWriterFormat, RandomBitPatternsMatchPrintf) {
         const float x = floatFromBits(bits);
         ASSERT_EQ(ours(x), theirs(x)) << "bits 0x" << std::hex << bits;
     }
+}
+
+// Runs of vertices and UVs go through the batch path (four floats at a time on a wide vector
+// unit): the same text as printf on the vector path and on the scalar one, batch edges included.
+TEST(KVObjTextWriterFormat, RunsOfVerticesAndUVsMatchPrintfOnEveryPath) {
+    std::mt19937 rng(5u);
+    std::vector<float> values = cornerValues();
+    for (int i = 0; i < 300000; ++i) values.push_back(floatFromBits(rng()));
+    for (int i = 0; i < 300000; ++i) values.push_back(floatFromBits((rng() & 0x807FFFFFu) | ((90u + rng() % 50u) << 23)));
+    while (values.size() % 6 != 5) values.push_back(0.5f);  // a last batch that is not full
+    values.pop_back();
+    std::string expected;
+    char line[160];
+    for (std::size_t i = 0; i + 2 < values.size(); i += 3) {
+        std::snprintf(line, sizeof(line), "v %.9f %.9f %.9f\n", double(values[i]), double(values[i + 1]), double(values[i + 2]));
+        expected += line;
+    }
+    for (std::size_t i = 0; i + 1 < values.size(); i += 2) {
+        std::snprintf(line, sizeof(line), "vt %.9f %.9f\n", double(values[i]), double(values[i + 1]));
+        expected += line;
+    }
+    const bool wide = KVObjTextWriter::useWideVectors(true);
+    for (bool allowWide : {false, true}) {
+        SCOPED_TRACE(allowWide && wide ? "wide vectors" : "scalar");
+        KVObjTextWriter::useWideVectors(allowWide);
+        char* text = nullptr;
+        std::size_t size = 0;
+        FILE* file = open_memstream(&text, &size);
+        ASSERT_NE(file, nullptr);
+        {
+            KVObjTextWriter writer(file, 4096);
+            writer.writeVertices(reinterpret_cast<const KVVector3f*>(values.data()), static_cast<int>(values.size() / 3));
+            writer.writeUVs(reinterpret_cast<const KVVector2f*>(values.data()), static_cast<int>(values.size() / 2));
+            EXPECT_TRUE(writer.flush());
+        }
+        std::fclose(file);
+        const std::string got(text, size);
+        std::free(text);
+        const auto diverge = std::mismatch(got.begin(), got.end(), expected.begin(), expected.end());
+        const std::size_t at = static_cast<std::size_t>(diverge.first - got.begin());
+        EXPECT_TRUE(got == expected) << "first difference at byte " << at << ": got \""
+                                     << got.substr(at < 40 ? 0 : at - 40, 80) << "\" expected \""
+                                     << expected.substr(at < 40 ? 0 : at - 40, 80) << "\"";
+    }
+    KVObjTextWriter::useWideVectors(true);
 }
 
 TEST(KVObjTextWriterFormat, IntegersMatchPrintf) {
