@@ -437,12 +437,14 @@ void splitScalar(const float* x, int first, int n, FloatBatch& b) {
         std::memcpy(&bits, &x[i], sizeof(bits));
         const std::uint32_t biased = (bits >> 23) & 0xFFu;
         b.negative[i] = bits >> 31;
-        if (biased - 95u > 133u - 95u) {
+        if (biased > 133u) {
             b.lead[i] = kGeneral;
             continue;
         }
-        const std::uint32_t m = (bits & 0x7FFFFFu) | 0x800000u;
-        const unsigned s = 150u - biased;
+        // Zeros and everything below 2^-32 round to "0.000000000" (keeping the sign): m = 0.
+        const bool small = biased < 95u;
+        const std::uint32_t m = small ? 0u : (bits & 0x7FFFFFu) | 0x800000u;
+        const unsigned s = 150u - (small ? 127u : biased);
         const std::uint64_t n9 = static_cast<std::uint64_t>(m) * kBillion;
         const std::uint64_t odd = (n9 >> s) & 1u;
         const std::uint64_t scaled = (n9 + (std::uint64_t(1) << (s - 1)) - 1u + odd) >> s;
@@ -456,7 +458,7 @@ void splitScalar(const float* x, int first, int n, FloatBatch& b) {
 #define TRIMORA_WIDE_VECTORS 1
 // Four floats per step in 64-bit lanes: the same rounding shift as putFloat9 (with per-lane shift
 // counts), the same division by 10^8, then the eight decimals of two floats per register as in
-// put8Simd. Floats outside the straight path's range are marked for the general formatter.
+// put8Simd. Floats of 128 and more (and the specials) are marked for the general formatter.
 __attribute__((target("avx2"))) void splitWide(const float* x, int n, FloatBatch& b) {
     const __m256i one = _mm256_set1_epi64x(1);
     const __m256i billion = _mm256_set1_epi64x(kBillion);
@@ -471,10 +473,12 @@ __attribute__((target("avx2"))) void splitWide(const float* x, int n, FloatBatch
     for (; i + 4 <= n; i += 4) {
         const __m128i bits = _mm_loadu_si128(reinterpret_cast<const __m128i*>(x + i));
         __m128i biased = _mm_and_si128(_mm_srli_epi32(bits, 23), _mm_set1_epi32(0xFF));
-        const __m128i general =
-            _mm_or_si128(_mm_cmplt_epi32(biased, _mm_set1_epi32(95)), _mm_cmpgt_epi32(biased, _mm_set1_epi32(133)));
-        biased = _mm_blendv_epi8(biased, _mm_set1_epi32(127), general);  // keeps every shift count in range
-        const __m128i m = _mm_or_si128(_mm_and_si128(bits, _mm_set1_epi32(0x7FFFFF)), _mm_set1_epi32(0x800000));
+        const __m128i general = _mm_cmpgt_epi32(biased, _mm_set1_epi32(133));
+        // Zeros and everything below 2^-32 round to "0.000000000": m = 0 gives it.
+        const __m128i small = _mm_cmplt_epi32(biased, _mm_set1_epi32(95));
+        biased = _mm_blendv_epi8(biased, _mm_set1_epi32(127), _mm_or_si128(general, small));  // shifts in range
+        const __m128i m = _mm_andnot_si128(
+            small, _mm_or_si128(_mm_and_si128(bits, _mm_set1_epi32(0x7FFFFF)), _mm_set1_epi32(0x800000)));
         const __m256i m64 = _mm256_cvtepu32_epi64(m);
         const __m256i s64 = _mm256_cvtepu32_epi64(_mm_sub_epi32(_mm_set1_epi32(150), biased));
         const __m256i n9 = _mm256_mul_epu32(m64, billion);
