@@ -423,7 +423,7 @@ namespace {
 
 constexpr std::uint32_t kGeneral = 0xFFFFFFFFu;  // lead index of a float the general path writes
 
-struct FloatBatch {
+struct alignas(64) FloatBatch {
     static constexpr int kSize = 48;  // 16 vertices or 24 UV pairs
     std::uint32_t lead[kSize];        // index into kLeads, or kGeneral
     std::uint32_t negative[kSize];
@@ -459,16 +459,35 @@ void splitScalar(const float* x, int first, int n, FloatBatch& b) {
 // Four floats per step in 64-bit lanes: the same rounding shift as putFloat9 (with per-lane shift
 // counts), the same division by 10^8, then the eight decimals of two floats per register as in
 // put8Simd. Floats of 128 and more (and the specials) are marked for the general formatter.
-__attribute__((target("avx2"))) void splitWide(const float* x, int n, FloatBatch& b) {
-    const __m256i one = _mm256_set1_epi64x(1);
-    const __m256i billion = _mm256_set1_epi64x(kBillion);
-    const __m256i hundredMillion = _mm256_set1_epi64x(100000000);
+// The eight digits (leading zeros included) of four values below 10^8 in 64-bit lanes, as 32
+// bytes in lane order: each value split into 4-digit halves, then as in put8Simd, two values per
+// register.
+__attribute__((target("avx2"))) inline __m256i eightDigitsOfFour(__m256i values) {
     const __m256i spread = _mm256_setr_epi8(0, 1, 0, 1, 0, 1, 0, 1, 2, 3, 2, 3, 2, 3, 2, 3,
                                             0, 1, 0, 1, 0, 1, 0, 1, 2, 3, 2, 3, 2, 3, 2, 3);
     const __m256i k1 = _mm256_setr_epi16(8389, 5243, 13108, -32768, 8389, 5243, 13108, -32768,
                                          8389, 5243, 13108, -32768, 8389, 5243, 13108, -32768);
     const __m256i k2 = _mm256_setr_epi16(1 << 7, 1 << 11, 1 << 13, -32768, 1 << 7, 1 << 11, 1 << 13, -32768,
                                          1 << 7, 1 << 11, 1 << 13, -32768, 1 << 7, 1 << 11, 1 << 13, -32768);
+    // v / 10^4 = (v x 3518437209) >> 45, exact below 10^8.
+    const __m256i hi = _mm256_srli_epi64(_mm256_mul_epu32(values, _mm256_set1_epi64x(3518437209u)), 45);
+    const __m256i lo = _mm256_sub_epi64(values, _mm256_mul_epu32(hi, _mm256_set1_epi64x(10000)));
+    const __m256i halves = _mm256_or_si256(hi, _mm256_slli_epi64(lo, 16));
+    // Values 0 and 1, then 2 and 3, one per 128-bit lane: hi x 4, lo x 4 in 16-bit lanes.
+    __m256i a = _mm256_shuffle_epi8(_mm256_permute4x64_epi64(halves, 0x50), spread);
+    __m256i c = _mm256_shuffle_epi8(_mm256_permute4x64_epi64(halves, 0xFA), spread);
+    a = _mm256_mulhi_epu16(_mm256_mulhi_epu16(_mm256_slli_epi16(a, 2), k1), k2);
+    c = _mm256_mulhi_epu16(_mm256_mulhi_epu16(_mm256_slli_epi16(c, 2), k1), k2);
+    a = _mm256_sub_epi16(a, _mm256_slli_epi64(_mm256_mullo_epi16(a, _mm256_set1_epi16(10)), 16));
+    c = _mm256_sub_epi16(c, _mm256_slli_epi64(_mm256_mullo_epi16(c, _mm256_set1_epi16(10)), 16));
+    // Packing works per 128-bit lane (values 0, 2 | 1, 3): put them back in order.
+    return _mm256_permute4x64_epi64(_mm256_add_epi8(_mm256_packus_epi16(a, c), _mm256_set1_epi8('0')), 0xD8);
+}
+
+__attribute__((target("avx2"))) void splitWide(const float* x, int n, FloatBatch& b) {
+    const __m256i one = _mm256_set1_epi64x(1);
+    const __m256i billion = _mm256_set1_epi64x(kBillion);
+    const __m256i hundredMillion = _mm256_set1_epi64x(100000000);
     int i = 0;
     for (; i + 4 <= n; i += 4) {
         const __m128i bits = _mm_loadu_si128(reinterpret_cast<const __m128i*>(x + i));
@@ -488,20 +507,7 @@ __attribute__((target("avx2"))) void splitWide(const float* x, int n, FloatBatch
         const __m256i q = _mm256_srli_epi64(
             _mm256_mul_epu32(_mm256_srli_epi64(scaled, 8), _mm256_set1_epi64x(720575941)), 48);
         const __m256i rest = _mm256_sub_epi64(scaled, _mm256_mul_epu32(q, hundredMillion));
-        const __m256i hi = _mm256_srli_epi64(_mm256_mul_epu32(rest, _mm256_set1_epi64x(3518437209u)), 45);
-        const __m256i lo = _mm256_sub_epi64(rest, _mm256_mul_epu32(hi, _mm256_set1_epi64x(10000)));
-        const __m256i halves = _mm256_or_si256(hi, _mm256_slli_epi64(lo, 16));
-        // Floats 0 and 1, then 2 and 3, one per 128-bit lane: hi x 4, lo x 4 in 16-bit lanes.
-        __m256i a = _mm256_shuffle_epi8(_mm256_permute4x64_epi64(halves, 0x50), spread);
-        __m256i c = _mm256_shuffle_epi8(_mm256_permute4x64_epi64(halves, 0xFA), spread);
-        a = _mm256_mulhi_epu16(_mm256_mulhi_epu16(_mm256_slli_epi16(a, 2), k1), k2);
-        c = _mm256_mulhi_epu16(_mm256_mulhi_epu16(_mm256_slli_epi16(c, 2), k1), k2);
-        a = _mm256_sub_epi16(a, _mm256_slli_epi64(_mm256_mullo_epi16(a, _mm256_set1_epi16(10)), 16));
-        c = _mm256_sub_epi16(c, _mm256_slli_epi64(_mm256_mullo_epi16(c, _mm256_set1_epi16(10)), 16));
-        // Packing works per 128-bit lane (floats 0, 2 | 1, 3): put them back in order.
-        const __m256i digits = _mm256_permute4x64_epi64(
-            _mm256_add_epi8(_mm256_packus_epi16(a, c), _mm256_set1_epi8('0')), 0xD8);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(b.digits[i]), digits);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(b.digits[i]), eightDigitsOfFour(rest));
         const __m128i q32 = _mm256_castsi256_si128(_mm256_permutevar8x32_epi32(q, _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6)));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(b.lead + i), _mm_or_si128(q32, general));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(b.negative + i), _mm_srli_epi32(bits, 31));
@@ -540,6 +546,79 @@ __attribute__((always_inline)) inline char* putSplit(char* p, const FloatBatch& 
     p += lead.c[7];
     std::memcpy(p, b.digits[i], 8);
     return p + 8;
+}
+
+// Face indices, a batch of faces at a time: each written index v = index + base (wrapping) with
+// 1 <= v < 10^8 as eight digits and the count of its leading zeros; others go to formatInt.
+struct alignas(64) IndexBatch {
+    static constexpr int kFaces = 32;
+    std::int32_t skip[4 * kFaces];  // leading zeros to skip, or -1 for formatInt
+    char digits[4 * kFaces][8];
+    char spare[8];  // the last index's 8-byte copy may start up to 7 bytes in
+};
+
+inline int digitCount(std::uint32_t v) {
+    int n = 1;
+    for (std::uint32_t p = 10; n < 10 && v >= p; p *= 10) ++n;
+    return n;
+}
+
+void splitIndicesScalar(const int* indices, int first, int n, std::int32_t base, IndexBatch& b) {
+    for (int i = first; i < n; ++i) {
+        const std::uint32_t v = static_cast<std::uint32_t>(wrapAdd(indices[i], base, 0));
+        if (v - 1u >= 99999999u) {
+            b.skip[i] = -1;
+            continue;
+        }
+        b.skip[i] = 8 - digitCount(v);
+        put8Fast(b.digits[i], v);
+    }
+}
+
+#if TRIMORA_WIDE_VECTORS
+__attribute__((target("avx2"))) void splitIndicesWide(const int* indices, int n, std::int32_t base, IndexBatch& b) {
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        const __m256i v = _mm256_add_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(indices + i)),
+                                           _mm256_set1_epi32(base));
+        // 1 <= v <= 99999999 as unsigned: v - 1 below 99999999, compared with the sign bit flipped.
+        const __m256i flip = _mm256_set1_epi32(INT32_MIN);
+        const __m256i inRange = _mm256_cmpgt_epi32(
+            _mm256_set1_epi32(static_cast<std::int32_t>(99999999u ^ 0x80000000u)),
+            _mm256_xor_si256(_mm256_sub_epi32(v, _mm256_set1_epi32(1)), flip));
+        // Leading zeros: 7 less one for each power of ten v reaches.
+        __m256i skip = _mm256_set1_epi32(7);
+        for (std::int32_t p = 9; p < 99999999; p = p * 10 + 9)
+            skip = _mm256_add_epi32(skip, _mm256_cmpgt_epi32(v, _mm256_set1_epi32(p)));
+        skip = _mm256_blendv_epi8(_mm256_set1_epi32(-1), skip, inRange);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(b.skip + i), skip);
+        const __m256i values = _mm256_and_si256(v, inRange);  // out-of-range lanes: any digits
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(b.digits[i]),
+                            eightDigitsOfFour(_mm256_cvtepu32_epi64(_mm256_castsi256_si128(values))));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(b.digits[i + 4]),
+                            eightDigitsOfFour(_mm256_cvtepu32_epi64(_mm256_extracti128_si256(values, 1))));
+    }
+    splitIndicesScalar(indices, i, n, base, b);
+}
+#endif
+
+void splitIndices(const int* indices, int n, std::int32_t base, IndexBatch& b) {
+#if TRIMORA_WIDE_VECTORS
+    static const bool wide = cpuHasWideVectors();
+    if (wide && g_wideVectorsAllowed) {
+        splitIndicesWide(indices, n, base, b);
+        return;
+    }
+#endif
+    splitIndicesScalar(indices, 0, n, base, b);
+}
+
+__attribute__((always_inline)) inline char* putSplitIndex(char* p, const IndexBatch& b, int i, std::int32_t index,
+                                                          std::int32_t base) {
+    const std::int32_t skip = b.skip[i];
+    if (skip < 0) return KVObjTextWriter::formatInt(p, wrapAdd(index, base, 0));
+    std::memcpy(p, b.digits[i] + skip, 8);  // the bytes past the number are overwritten later
+    return p + 8 - skip;
 }
 
 }  // namespace
@@ -645,59 +724,68 @@ void KVObjTextWriter::writeFaces(const int* indices, int faceCount, std::int32_t
     const std::int32_t base = wrapAdd(vertexOffset, 1, 0);
     std::int32_t t = wrapAdd(uvOffset, 1, 0);
     const std::int64_t lastSlot = static_cast<std::int64_t>(t) + 4 * static_cast<std::int64_t>(faceCount) - 1;
-    if (kLittleEndian && withUVs && t >= 1 && lastSlot < 1000000000) {
+    const bool countSlots = kLittleEndian && t >= 1 && lastSlot < 1000000000;
+    if (!withUVs || countSlots) {
         // Slots stay positive, below 10^9 and never wrap: counted as text.
-        SlotText slot(static_cast<std::uint32_t>(t));
-        for (int k = 0; k < faceCount; ++k) {
-            const int* face = indices + 4 * static_cast<std::size_t>(k);
-            char* p = room(kLineRoom);
-            *p++ = 'f';
-            for (int c = 0; c < 3; ++c) {
-                *p++ = ' ';
-                p = putIndex(p, wrapAdd(face[c], base, 0));
-                *p++ = '/';
-                p = slot.put(p);
-                slot.next();
+        SlotText slot(countSlots ? static_cast<std::uint32_t>(t) : 1u);
+        IndexBatch batch;
+        for (int first = 0; first < faceCount; first += IndexBatch::kFaces) {
+            const int n = faceCount - first < IndexBatch::kFaces ? faceCount - first : IndexBatch::kFaces;
+            const int* faces = indices + 4 * static_cast<std::size_t>(first);
+            splitIndices(faces, 4 * n, base, batch);
+            char* p = m_pos;  // kept in a register across the lines
+            if (withUVs) {
+                for (int k = 0; k < n; ++k) {
+                    const int* face = faces + 4 * k;
+                    p = lineRoom(p);
+                    *p++ = 'f';
+                    for (int c = 0; c < 3; ++c) {
+                        *p++ = ' ';
+                        p = putSplitIndex(p, batch, 4 * k + c, face[c], base);
+                        *p++ = '/';
+                        p = slot.put(p);
+                        slot.next();
+                    }
+                    if (face[3] >= 0) {
+                        *p++ = ' ';
+                        p = putSplitIndex(p, batch, 4 * k + 3, face[3], base);
+                        *p++ = '/';
+                        p = slot.put(p);
+                    }
+                    slot.next();  // a triangle leaves its fourth slot unused
+                    *p++ = '\n';
+                }
+            } else {
+                for (int k = 0; k < n; ++k) {
+                    const int* face = faces + 4 * k;
+                    p = lineRoom(p);
+                    *p++ = 'f';
+                    for (int c = 0; c < 3; ++c) {
+                        *p++ = ' ';
+                        p = putSplitIndex(p, batch, 4 * k + c, face[c], base);
+                    }
+                    if (face[3] >= 0) {
+                        *p++ = ' ';
+                        p = putSplitIndex(p, batch, 4 * k + 3, face[3], base);
+                    }
+                    *p++ = '\n';
+                }
             }
-            if (face[3] >= 0) {
-                *p++ = ' ';
-                p = putIndex(p, wrapAdd(face[3], base, 0));
-                *p++ = '/';
-                p = slot.put(p);
-            }
-            slot.next();  // a triangle leaves its fourth slot unused
-            *p++ = '\n';
             m_pos = p;
         }
         return;
     }
+    // UV slots that wrap or run past 10^9: each one formatted.
     for (int k = 0; k < faceCount; ++k) {
         const int* face = indices + 4 * static_cast<std::size_t>(k);
-        const bool quad = face[3] >= 0;
+        const int corners = face[3] >= 0 ? 4 : 3;
         char* p = room(kLineRoom);
         *p++ = 'f';
-        if (withUVs) {
-            for (int c = 0; c < 3; ++c) {
-                *p++ = ' ';
-                p = putIndex(p, wrapAdd(face[c], base, 0));
-                *p++ = '/';
-                p = putIndex(p, wrapAdd(t, c, 0));
-            }
-            if (quad) {
-                *p++ = ' ';
-                p = putIndex(p, wrapAdd(face[3], base, 0));
-                *p++ = '/';
-                p = putIndex(p, wrapAdd(t, 3, 0));
-            }
-        } else {
-            for (int c = 0; c < 3; ++c) {
-                *p++ = ' ';
-                p = putIndex(p, wrapAdd(face[c], base, 0));
-            }
-            if (quad) {
-                *p++ = ' ';
-                p = putIndex(p, wrapAdd(face[3], base, 0));
-            }
+        for (int c = 0; c < corners; ++c) {
+            *p++ = ' ';
+            p = putIndex(p, wrapAdd(face[c], base, 0));
+            *p++ = '/';
+            p = putIndex(p, wrapAdd(t, c, 0));
         }
         *p++ = '\n';
         m_pos = p;

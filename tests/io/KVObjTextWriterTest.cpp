@@ -296,8 +296,14 @@ TEST(KVObjTextWriter, WritesTheSameTextAsPrintfAcrossBlocks) {
     expected += "g subtool3\n" + referenceFaces(faces, 123456789, false, 0);
     // UV slots growing past eight digits, and slots running past 10^9.
     expected += referenceFaces(faces, 0, true, 99999000) + referenceFaces(faces, 0, true, 999999000);
+    // Vertex numbers crossing 10^8, where the digit path hands over to the general one.
+    expected += referenceFaces(faces, 99998000, false, 0) + referenceFaces(faces, 99998000, true, 7);
     expected += "newmtl mat7\nmap_Kd " + longName + "\nmtllib x.mtl\n";
 
+    const bool wide = KVObjTextWriter::useWideVectors(true);
+    for (bool allowWide : {false, true}) {
+    SCOPED_TRACE(allowWide && wide ? "wide vectors" : "scalar");
+    KVObjTextWriter::useWideVectors(allowWide);
     FILE* file = std::fopen(path.c_str(), "w");
     ASSERT_NE(file, nullptr);
     {
@@ -315,6 +321,8 @@ TEST(KVObjTextWriter, WritesTheSameTextAsPrintfAcrossBlocks) {
         writer.writeFaces(faces.data(), 300, 123456789, false, 0);
         writer.writeFaces(faces.data(), 300, 0, true, 99999000);
         writer.writeFaces(faces.data(), 300, 0, true, 999999000);
+        writer.writeFaces(faces.data(), 300, 99998000, false, 0);
+        writer.writeFaces(faces.data(), 300, 99998000, true, 7);
         writer.writeNewMaterial(7);
         writer.writeKeywordLine("map_Kd", longName.c_str());
         writer.writeKeywordLine("mtllib", "x.mtl");
@@ -325,6 +333,8 @@ TEST(KVObjTextWriter, WritesTheSameTextAsPrintfAcrossBlocks) {
     std::string got;
     ASSERT_TRUE(readFile(path, got));
     EXPECT_EQ(got, expected);
+    }
+    KVObjTextWriter::useWideVectors(true);
 }
 
 // Indices past the 32-bit range wrap as the int arithmetic of "%d" arguments does.
