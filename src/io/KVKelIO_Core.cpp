@@ -285,15 +285,65 @@ bool KVKelIO_Core::writeBlockHeader(FILE* file, const Kel_Header& header) {
 
 // ---- Readers
 
+namespace {
+
+// The walks of the single-block readers, shared by the whole and the streaming readers: `take`
+// handles the chosen block's payload (reading it, or noting where it lies) and says whether the
+// walk goes on.
+
+// First Points block.
+template <typename Take>
+void walkToPoints(KelFile& f, Take&& take) {
+    walkBlocks(f, [&](const Kel_Header& h) {
+        if (h.tag != KVKelIO_Core::kTagPoints) return f.skip(h);
+        take(h);
+        return false;
+    });
+}
+
+// Every Face4 block (the last one counts); hasUV tells whether a UV4 block stands before the end.
+template <typename Take>
+void walkToFaces(KelFile& f, bool& hasUV, Take&& take) {
+    walkBlocks(f, [&](const Kel_Header& h) {
+        if (h.tag == KVKelIO_Core::kTagUV4) {
+            hasUV = true;
+            return f.skip(h);
+        }
+        if (h.tag == KVKelIO_Core::kTagFace4) {
+            KVLogServer::printLine("  Kel Reading [Face4] (%d fac)", logCount(h.count));
+            return take(h);
+        }
+        return f.skip(h);
+    });
+}
+
+// Every UV4 block (the last one counts).
+template <typename Take>
+void walkToUVs(KelFile& f, Take&& take) {
+    walkBlocks(f, [&](const Kel_Header& h) {
+        if (h.tag == KVKelIO_Core::kTagUV4) {
+            KVLogServer::printLine("  Kel Reading [UV4] (%d)", logCount(h.count));
+            return take(h);
+        }
+        KVLogServer::printLine("  Kel Reading: Skipping Bloc tag=%d", logCount(h.tag));
+        return f.skip(h);
+    });
+}
+
+// Streams the payload the walk noted, typed for the sink.
+template <typename T>
+void streamNoted(KelFile& f, long start, const KelFile::PayloadPlan& r, int chunk,
+                 const std::function<void(const T*, int)>& sink) {
+    f.streamPayload(start, r, sizeof(T), chunk, [&](const void* data, int n) { sink(static_cast<const T*>(data), n); });
+}
+
+}  // namespace
+
 bool KVKelIO_Core::readVertexBloc(const KVString& path, KVArray<KVVector3f>& points) {
     points.clear();
     KelFile f(path, "rb");
     if (!openChecked(f)) return false;
-    walkBlocks(f, [&](const Kel_Header& h) {
-        if (h.tag != kTagPoints) return f.skip(h);
-        readPoints(f, h, points);
-        return false;
-    });
+    walkToPoints(f, [&](const Kel_Header& h) { return readPoints(f, h, points); });
     return true;
 }
 
@@ -302,17 +352,7 @@ bool KVKelIO_Core::readFace4Bloc(const KVString& path, KVArray<int>& faces, bool
     hasUV = false;
     KelFile f(path, "rb");
     if (!openChecked(f)) return false;
-    walkBlocks(f, [&](const Kel_Header& h) {
-        if (h.tag == KVKelIO_Core::kTagUV4) {
-            hasUV = true;
-            return f.skip(h);
-        }
-        if (h.tag == KVKelIO_Core::kTagFace4) {
-            KVLogServer::printLine("  Kel Reading [Face4] (%d fac)", logCount(h.count));
-            return readFaces(f, h, faces);
-        }
-        return f.skip(h);
-    });
+    walkToFaces(f, hasUV, [&](const Kel_Header& h) { return readFaces(f, h, faces); });
     return true;
 }
 
@@ -320,18 +360,11 @@ bool KVKelIO_Core::readUV4Bloc(const KVString& path, KVArray<KVVector2f>& uvs) {
     uvs.clear();
     KelFile f(path, "rb");
     if (!openChecked(f)) return false;
-    walkBlocks(f, [&](const Kel_Header& h) {
-        if (h.tag == KVKelIO_Core::kTagUV4) {
-            KVLogServer::printLine("  Kel Reading [UV4] (%d)", logCount(h.count));
-            return readUVs(f, h, uvs);
-        }
-        KVLogServer::printLine("  Kel Reading: Skipping Bloc tag=%d", logCount(h.tag));
-        return f.skip(h);
-    });
+    walkToUVs(f, [&](const Kel_Header& h) { return readUVs(f, h, uvs); });
     return true;
 }
 
-// ---- Streaming readers: the same walk and log lines as the readers above, then the payload.
+// ---- Streaming readers: the same walks, then the chosen payload in chunks.
 
 bool KVKelIO_Core::streamVertexBloc(const KVString& path, int chunk,
                                     const std::function<void(const KVVector3f*, int)>& sink) {
@@ -339,13 +372,8 @@ bool KVKelIO_Core::streamVertexBloc(const KVString& path, int chunk,
     if (!openChecked(f)) return false;
     long start = -1;
     KelFile::PayloadPlan r;
-    walkBlocks(f, [&](const Kel_Header& h) {
-        if (h.tag != kTagPoints) return f.skip(h);
-        f.notePayload(h, h.count, sizeof(KVVector3f), start, r);
-        return false;
-    });
-    f.streamPayload(start, r, sizeof(KVVector3f), chunk,
-                    [&](const void* data, int n) { sink(static_cast<const KVVector3f*>(data), n); });
+    walkToPoints(f, [&](const Kel_Header& h) { return f.notePayload(h, h.count, sizeof(KVVector3f), start, r); });
+    streamNoted(f, start, r, chunk, sink);
     return true;
 }
 
@@ -356,21 +384,10 @@ bool KVKelIO_Core::streamFace4Bloc(const KVString& path, int chunk, bool& hasUV,
     if (!openChecked(f)) return false;
     long start = -1;
     KelFile::PayloadPlan r;
-    walkBlocks(f, [&](const Kel_Header& h) {
-        if (h.tag == KVKelIO_Core::kTagUV4) {
-            hasUV = true;
-            return f.skip(h);
-        }
-        if (h.tag == KVKelIO_Core::kTagFace4) {
-            KVLogServer::printLine("  Kel Reading [Face4] (%d fac)", logCount(h.count));
-            return f.notePayload(h, faceElements(h), sizeof(int), start, r);
-        }
-        return f.skip(h);
-    });
+    walkToFaces(f, hasUV, [&](const Kel_Header& h) { return f.notePayload(h, faceElements(h), sizeof(int), start, r); });
     // Whole faces only: chunks hold a multiple of four indices.
     const int faces = chunk < 1 ? 1 : (chunk > INT_MAX / 4 ? INT_MAX / 4 : chunk);
-    f.streamPayload(start, r, sizeof(int), faces * 4,
-                    [&](const void* data, int n) { sink(static_cast<const int*>(data), n); });
+    streamNoted(f, start, r, faces * 4, sink);
     return true;
 }
 
@@ -380,16 +397,10 @@ bool KVKelIO_Core::streamUV4Bloc(const KVString& path, int chunk,
     if (!openChecked(f)) return false;
     long start = -1;
     KelFile::PayloadPlan r;
-    walkBlocks(f, [&](const Kel_Header& h) {
-        if (h.tag == KVKelIO_Core::kTagUV4) {
-            KVLogServer::printLine("  Kel Reading [UV4] (%d)", logCount(h.count));
-            return f.notePayload(h, faceElements(h), sizeof(KVVector2f), start, r);
-        }
-        KVLogServer::printLine("  Kel Reading: Skipping Bloc tag=%d", logCount(h.tag));
-        return f.skip(h);
+    walkToUVs(f, [&](const Kel_Header& h) {
+        return f.notePayload(h, faceElements(h), sizeof(KVVector2f), start, r);
     });
-    f.streamPayload(start, r, sizeof(KVVector2f), chunk,
-                    [&](const void* data, int n) { sink(static_cast<const KVVector2f*>(data), n); });
+    streamNoted(f, start, r, chunk, sink);
     return true;
 }
 
