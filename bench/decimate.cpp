@@ -1,7 +1,8 @@
 // Decimation benchmark: our engine, its progressive replay and meshopt_simplify on the same meshes,
 // each run in a child process: time, peak memory, and symmetric Hausdorff error over the diagonal.
-//   bench_decimate [--quick] [--only plain|attributes|scan] [--runs N] [scan.off]
-// --quick: times meshopt_simplify and the 2-thread engine only, without the error (a tuning loop);
+//   bench_decimate [--quick] [--only plain|attributes|scan] [--runs N] [--handoff X] [scan.off]
+// --quick: times meshopt_simplify and the 2-thread path the job takes, without the error (a tuning
+// loop), --quick-error the same with the error; --handoff: meshopt-first jobs hand over to our engine at X times the target;
 // --only: one mesh; --runs: each figure is the fastest of N runs (a shared machine's noise).
 #include <meshoptimizer.h>
 #include <sys/resource.h>
@@ -203,6 +204,8 @@ double hausdorff(const DecimationMesh& a, const DecimationMesh& b) {
 struct Settings {
     bool quick = false;
     int runs = 1;
+    float handoff = 0;  // 0: the engine's default
+    bool errors = false;  // --quick with the error
 };
 Settings settings;
 
@@ -236,7 +239,7 @@ Figures measure(const DecimationMesh& input, const std::function<bool(Decimation
         getrusage(RUSAGE_SELF, &ru);
         f.megabytes = double(ru.ru_maxrss - before) / 1024.0;
         f.vertices = long(out.vertexCount());
-        f.error = settings.quick ? 0 : ok && out.triangleCount() ? hausdorff(input, out) : -1;
+        f.error = settings.quick && !settings.errors ? 0 : ok && out.triangleCount() ? hausdorff(input, out) : -1;
         if (!ok) f.seconds = -1;
         ssize_t w = write(fd[1], &f, sizeof f);
         (void)w;
@@ -271,6 +274,7 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
     DecimationOptions o;
     o.numThreads = 2;
     o.keepUVs = o.useColors = attributes;
+    o.meshoptHandoff = settings.handoff;
     // The history is built once, outside the timings; replays start from its bytes.
     std::vector<std::uint8_t> cache;
     if (!settings.quick) {
@@ -302,12 +306,13 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
             return true;
         });
         print("meshopt_simplify", mo, mo);
+        const bool hybrid = chooseReductionPath(input, o) == ReductionPath::MeshoptFirst;
         Figures ours = best(input, [&](DecimationMesh& out) {
             DecimationOptions t = o;
             t.targetVertices = target;
             return decimateMesh(input, t, out).ok;
         });
-        print("engine, 2 threads", ours, mo);
+        print(hybrid ? "meshopt first, 2 threads" : "engine, 2 threads", ours, mo);
         if (settings.quick) continue;
         Figures one = best(input, [&](DecimationMesh& out) {
             DecimationOptions t = o;
@@ -315,7 +320,16 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
             t.numThreads = 1;
             return decimateMesh(input, t, out).ok;
         });
-        print("engine, 1 thread", one, mo);
+        print(hybrid ? "meshopt first, 1 thread" : "engine, 1 thread", one, mo);
+        if (hybrid) {
+            Figures alone = best(input, [&](DecimationMesh& out) {
+                DecimationOptions t = o;
+                t.targetVertices = target;
+                t.path = ReductionPath::Engine;
+                return decimateMesh(input, t, out).ok;
+            });
+            print("engine alone, 2 threads", alone, mo);
+        }
         Figures replay = best(input, [&](DecimationMesh& out) {
             ProgressiveMesh pm;
             return pm.parse(cache.data(), cache.size()) && pm.decimate(target, out).ok;
@@ -333,8 +347,10 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         if (a == "--quick") settings.quick = true;
+        else if (a == "--quick-error") settings.quick = settings.errors = true;
         else if (a == "--only" && i + 1 < argc) only = argv[++i];
         else if (a == "--runs" && i + 1 < argc) settings.runs = std::max(1, std::atoi(argv[++i]));
+        else if (a == "--handoff" && i + 1 < argc) settings.handoff = float(std::atof(argv[++i]));
         else scanPath = argv[i];
     }
     if (only.empty() || only == "plain") run("generated", generate(500, 1000, false), false);

@@ -295,6 +295,18 @@ int detectSymmetryAxis(const std::vector<KVVector3f>& positions) {
 
 }  // namespace trimora_decimation
 
+ReductionPath chooseReductionPath(const DecimationMesh& input, const DecimationOptions& options) {
+    if (options.path != ReductionPath::Automatic) return options.path;
+    // meshopt_simplify knows positions only: it cannot keep UV charts, weigh colours, hold masked
+    // vertices or collapse mirrored pairs. Colours that only travel are interpolated by our engine.
+    const bool uvs = options.keepUVs && input.hasUVs();
+    const bool colours = options.useColors && input.hasColors() && options.colorCoef > 0;
+    const bool mask = options.useMask && input.hasMask() &&
+                      std::any_of(input.mask.begin(), input.mask.end(), [](std::uint8_t m) { return m != 0; });
+    if (uvs || colours || mask || options.symmetry != SymmetryMode::None) return ReductionPath::Engine;
+    return ReductionPath::MeshoptFirst;
+}
+
 DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptions& options, DecimationMesh& output,
                               const DecimationCallbacks& callbacks) {
     using namespace trimora_decimation;
@@ -307,7 +319,37 @@ DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptio
         WorkMesh mesh;
         if (!buildWorkMesh(input, options, mesh, result.error)) return result;
         std::int64_t target = std::max<std::int64_t>(options.targetVertices, 0);
-        result = collapseEdges(mesh, options, target, callbacks, nullptr);
+        DecimationCallbacks finish = callbacks;
+        SourceSurface source;
+        bool reduced = false;
+        if (chooseReductionPath(input, options) == ReductionPath::MeshoptFirst) {
+            const std::int64_t live = std::int64_t(mesh.positions.size());
+            const std::int64_t total = std::max<std::int64_t>(live - target, 0);
+            if (callbacks.progress && !callbacks.progress(0, total)) {
+                result.cancelled = true;
+                result.error = "cancelled";
+                return result;
+            }
+            const double handoff = options.meshoptHandoff > 1.0f ? options.meshoptHandoff : kMeshoptHandoff;
+            const std::int64_t intermediate = std::int64_t(std::ceil(double(target) * handoff));
+            MeshoptOutcome outcome = MeshoptOutcome::Refused;
+            if (intermediate < live * 9 / 10)
+                outcome = meshoptReduce(mesh, options, intermediate, target, callbacks, source);
+            reduced = outcome == MeshoptOutcome::Reduced;
+            if (outcome == MeshoptOutcome::Cancelled) {
+                result.cancelled = true;
+                result.error = "cancelled";
+                return result;
+            }
+            if (outcome == MeshoptOutcome::Reduced && callbacks.progress) {
+                // Our engine's counts continue where meshoptimizer's reduction left them.
+                const std::int64_t offset = live - std::int64_t(mesh.positions.size());
+                finish.progress = [&callbacks, offset, total](std::int64_t done, std::int64_t) {
+                    return callbacks.progress(std::min(done + offset, total), total);
+                };
+            }
+        }
+        result = collapseEdges(mesh, options, target, finish, nullptr, reduced ? &source : nullptr);
         if (!result.ok) return result;
         writeOutput(mesh, output);
     } catch (const std::bad_alloc&) {

@@ -12,6 +12,10 @@
 
 enum class SymmetryMode { None = 0, X = 1, Y = 2, Z = 3, Automatic = 4 };
 
+// How a plain reduction is done. Automatic: meshopt_simplify takes the bulk and our engine
+// finishes when the job asks nothing meshoptimizer cannot honour, our engine alone otherwise.
+enum class ReductionPath { Automatic = 0, Engine = 1, MeshoptFirst = 2 };
+
 struct DecimationOptions {
     // Vertices wanted in the result (reached within 1% when the constraints allow it).
     std::int64_t targetVertices = 0;
@@ -24,7 +28,16 @@ struct DecimationOptions {
     bool avoidNormalReverse = true;   // no collapse may flip a face
     bool protectTopology = true;      // no collapse may create a non-manifold edge
     int numThreads = 1;
+    ReductionPath path = ReductionPath::Automatic;
+    // Meshopt-first only: meshopt_simplify stops at this many times the target, our engine takes
+    // the rest (0: the measured default, kMeshoptHandoff).
+    float meshoptHandoff = 0.0f;
 };
+
+constexpr float kMeshoptHandoff = 2.0f;
+
+// The path decimateMesh takes for `input` under `options`: Engine or MeshoptFirst.
+ReductionPath chooseReductionPath(const DecimationMesh& input, const DecimationOptions& options);
 
 // Progress and cancel: `progress` receives done/total work units; returning false cancels.
 struct DecimationCallbacks {

@@ -48,11 +48,33 @@ struct CollapseLog {
 bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options, WorkMesh& mesh,
                    std::string& error);
 
+// The input a reduced mesh came from: its triangles, and for each of its vertices the vertex of
+// the reduced mesh that stands for it (-1: none).
+struct SourceSurface {
+    std::vector<KVVector3f> positions;
+    std::vector<std::int32_t> triangles;
+    std::vector<std::int32_t> owner;
+};
+
 // Collapses edges until `target` vertices remain or no allowed collapse is left. Appends every
-// collapse to `log` when given. `mesh` keeps the result (removed triangles marked -1).
+// collapse to `log` when given. `mesh` keeps the result (removed triangles marked -1). With
+// `source`, error and orientation are measured against that input instead of `mesh` itself.
 DecimationResult collapseEdges(WorkMesh& mesh, const DecimationOptions& options,
                                std::int64_t target, const DecimationCallbacks& callbacks,
-                               CollapseLog* log);
+                               CollapseLog* log, const SourceSurface* source = nullptr);
+
+// Reduces `mesh` with meshopt_simplify towards `intermediate` vertices, in fixed spatial blocks
+// of about kMeshoptBlockTriangles triangles run on the job's threads (block outlines and, when
+// frozen, borders locked), repairing faces that fold or turn against the input surface, and
+// compacts it. Refused, with `mesh` untouched, when the result would undershoot `floor` vertices
+// or blocks met in a non-manifold edge; Cancelled when the progress callback said so. When
+// reduced, `source` receives the input and which kept vertex each input vertex merged into.
+enum class MeshoptOutcome { Reduced, Refused, Cancelled };
+constexpr std::size_t kMeshoptBlockTriangles = 131072;
+constexpr std::size_t kMeshoptBlockVertices = 20000;  // kept per block at least: outlines stay a small share
+constexpr std::size_t kMeshoptMaxBlocks = 256;
+MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, std::int64_t intermediate,
+                             std::int64_t floor, const DecimationCallbacks& callbacks, SourceSurface& source);
 
 // Writes the live triangles and the vertices they use into `output`.
 void writeOutput(const WorkMesh& mesh, DecimationMesh& output);
