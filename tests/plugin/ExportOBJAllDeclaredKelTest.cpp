@@ -141,6 +141,51 @@ TEST(ExportOBJAllDeclaredKel, OffsetsAcrossMeshesFaceFormsAndUnreadableMeshes) {
     EXPECT_FALSE(pathExists(folder.file("all.mtl")));
 }
 
+// A mesh larger than one read of the mesh file (65,536 faces): vertex numbers and UV slots run on
+// across the reads, and into the next mesh.
+TEST(ExportOBJAllDeclaredKel, MeshesLargerThanOneReadRunOnAcrossTheReads) {
+    TempFolder folder;
+    Mesh grid;
+    const int side = 300;
+    for (int j = 0; j < side; ++j)
+        for (int i = 0; i < side; ++i) grid.points.push_back({i * 0.01f, j * 0.02f, std::sin(i * 0.1f) * 0.5f});
+    for (int j = 0; j + 1 < side; ++j)
+        for (int i = 0; i + 1 < side; ++i) {
+            const int a = j * side + i;
+            const bool triangle = (i + j) % 7 == 0;
+            grid.faces.insert(grid.faces.end(), {a, a + 1, a + side + 1, triangle ? -1 : a + side});
+            for (int c = 0; c < 4; ++c) grid.uvs.push_back({i / float(side), (j + c) / float(side)});
+        }
+    const Mesh box = boxMesh(1.0f);
+    ASSERT_TRUE(writeKel(folder.file("grid.kel"), grid));
+    ASSERT_TRUE(writeKel(folder.file("box.kel"), box));
+    const std::string obj = folder.file("big.obj");
+    EXPECT_EQ(exportDeclared({{folder.file("grid.kel"), nullptr}, {folder.file("box.kel"), nullptr}}, obj), 0.0f);
+
+    auto faceLines = [](const Mesh& m, int vertexOffset, int slotOffset) {
+        std::string out;
+        char buf[256];
+        for (std::size_t k = 0; k < m.faces.size() / 4; ++k) {
+            const int* f = &m.faces[4 * k];
+            const int t = slotOffset + 4 * static_cast<int>(k);
+            const int v = vertexOffset + 1;
+            if (f[3] >= 0)
+                std::snprintf(buf, sizeof(buf), "f %d/%d %d/%d %d/%d %d/%d\n", f[0] + v, t + 1, f[1] + v, t + 2,
+                              f[2] + v, t + 3, f[3] + v, t + 4);
+            else
+                std::snprintf(buf, sizeof(buf), "f %d/%d %d/%d %d/%d\n", f[0] + v, t + 1, f[1] + v, t + 2, f[2] + v, t + 3);
+            out += buf;
+        }
+        return out;
+    };
+    const std::string expected = kHeader + vLines(grid) + vLines(box) + vtLines(grid) + vtLines(box) + "g subtool1\n" +
+                                 faceLines(grid, 0, 0) + "g subtool2\n" +
+                                 faceLines(box, static_cast<int>(grid.points.size()), static_cast<int>(grid.uvs.size()));
+    const std::string got = readText(obj);
+    ASSERT_EQ(got.size(), expected.size());
+    EXPECT_TRUE(got == expected);
+}
+
 // The export runs on the caller's thread: while the host is still blocked writing (the text is
 // larger than a pipe holds), the only thread added to the process is the test's own reader.
 TEST(ExportOBJAllDeclaredKel, WritesOnTheCallingThreadOnly) {
