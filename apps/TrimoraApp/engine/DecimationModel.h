@@ -70,8 +70,10 @@ DecimationResult collapseEdges(WorkMesh& mesh, const DecimationOptions& options,
 // or blocks met in a non-manifold edge; Cancelled when the progress callback said so. When
 // reduced, `source` receives the input and which kept vertex each input vertex merged into.
 enum class MeshoptOutcome { Reduced, Refused, Cancelled };
-constexpr std::size_t kMeshoptBlockTriangles = 131072;
-constexpr std::size_t kMeshoptBlockVertices = 20000;  // kept per block at least: outlines stay a small share
+constexpr std::size_t kMeshoptBlockTriangles = 32768;
+constexpr std::size_t kMeshoptBlockVertices = 500;  // kept per block at least: outlines stay a small share
+constexpr int kMeshoptCoarse = 2;                    // blocks stop at this many times the intermediate count
+constexpr std::size_t kMeshoptLockedOutlineKeep = 3000;  // blocks keeping more go straight to the intermediate count
 constexpr std::size_t kMeshoptMaxBlocks = 256;
 MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, std::int64_t intermediate,
                              std::int64_t floor, const DecimationCallbacks& callbacks, SourceSurface& source);

@@ -451,8 +451,10 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
     const std::size_t vertices = mesh.positions.size(), count = mesh.triangles.size() / 3;
     if (vertices == 0 || count == 0 || intermediate <= 0 || std::size_t(intermediate) >= vertices)
         return MeshoptOutcome::Refused;
-    // meshopt_simplify counts indices: each block keeps its share of the triangles.
-    const double keep = double(intermediate) / double(vertices);
+    // meshopt_simplify counts indices: each block keeps its share of the triangles. With several
+    // blocks that keep few vertices each, the blocks stop at kMeshoptCoarse times the intermediate
+    // count and one more call over the joined mesh, outlines free, takes it the rest of the way.
+    const std::int64_t coarse = std::min<std::int64_t>(std::int64_t(vertices), std::int64_t(kMeshoptCoarse) * intermediate);
 
     // The input surface's unit vertex normals, for the orientation checks.
     std::vector<Normal> normal(vertices, Normal{0, 0, 0});
@@ -472,8 +474,11 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
         if (l > 0) n = Normal{n.x / l, n.y / l, n.z / l};
     }
 
-    const int blockCount = int(std::min<std::size_t>(
-        {kMeshoptMaxBlocks, std::max<std::size_t>(1, count / kMeshoptBlockTriangles), std::max<std::size_t>(1, std::size_t(intermediate) / kMeshoptBlockVertices)}));
+    const int blockCount = int(std::min<std::size_t>({kMeshoptMaxBlocks, std::max<std::size_t>(1, count / kMeshoptBlockTriangles),
+                                                      std::max<std::size_t>(1, std::size_t(coarse) / kMeshoptBlockVertices)}));
+    // Outlines are a small share of a block that keeps many vertices: our engine finishes them.
+    const bool joinedCall = blockCount > 1 && std::size_t(intermediate) / std::size_t(blockCount) < kMeshoptLockedOutlineKeep;
+    const double keep = double(joinedCall ? coarse : intermediate) / double(vertices);
     const std::vector<std::uint8_t> blockOf = blockOfTriangles(mesh, blockCount);
     std::vector<Block> blocks(static_cast<std::size_t>(blockCount));
     {
@@ -514,6 +519,23 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
         }
     });
     if (stop.load()) return MeshoptOutcome::Cancelled;
+    if (joinedCall) {
+        Block whole;
+        std::vector<std::uint32_t> local(vertices, ~0u);
+        for (const Block& b : blocks)
+            for (std::uint32_t v : b.result) local[b.vertices[v]] = 0;
+        for (std::size_t g = 0; g < vertices; ++g)
+            if (local[g] == 0) local[g] = std::uint32_t(whole.vertices.size()), whole.vertices.push_back(std::uint32_t(g));
+        for (const Block& b : blocks)
+            for (std::uint32_t v : b.result) whole.triangles.push_back(local[b.vertices[v]]);
+        blocks.clear();
+        const double share = double(intermediate) / double(std::max<std::size_t>(1, whole.vertices.size()));
+        if (share < 1) reduceBlock(whole, share, options.freezeBorder, mesh.positions, normal);
+        else whole.result = whole.triangles;
+        blocks.push_back(std::move(whole));
+        if (callbacks.progress && !callbacks.progress(std::min(total, std::int64_t(vertices) - intermediate), total))
+            return MeshoptOutcome::Cancelled;
+    }
 
     std::vector<std::int32_t> map(vertices, -1);
     std::size_t faces = 0;
@@ -532,8 +554,9 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
     std::vector<KVVector3f> positions(static_cast<std::size_t>(kept));
     for (std::size_t v = 0; v < vertices; ++v)
         if (map[v] >= 0) positions[std::size_t(map[v])] = mesh.positions[v];
-    // Blocks meet on locked outlines, where two blocks could still build the same edge (counted
-    // against the input's own defects, which our engine leaves alone).
+    // Blocks met on locked outlines, where two blocks could build the same edge; the last call
+    // mends that unless it had to give up (counted against the input's own defects, which our
+    // engine leaves alone).
     if (blockCount > 1) {
         const std::size_t defects = badFaces(joined, faces, positions, nullptr).size();
         if (defects > 0) {
