@@ -74,6 +74,7 @@ constexpr std::size_t kMeshoptBlockTriangles = 32768;
 constexpr std::size_t kMeshoptBlockVertices = 500;  // kept per block at least: outlines stay a small share
 constexpr int kMeshoptCoarse = 2;                    // blocks stop at this many times the intermediate count
 constexpr std::size_t kMeshoptLockedOutlineKeep = 3000;  // blocks keeping more go straight to the intermediate count
+constexpr int kMeshoptJoinedBlocks = 2;                  // blocks before a joined call, at most
 constexpr std::size_t kMeshoptMaxBlocks = 256;
 MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, std::int64_t intermediate,
                              std::int64_t floor, const DecimationCallbacks& callbacks, SourceSurface& source);

@@ -97,8 +97,10 @@ std::vector<std::uint32_t> badFaces(const std::vector<std::uint32_t>& triangles,
 
 // Mends the first `checked` faces in place, where it takes one local change: a face and its mirror
 // image (a fin: meshopt_simplify folds a thin part shut) both go; a face that faces the wrong way
-// swaps its longest edge with the face across it when both new faces face outwards. Faces only
-// change once per pass, so the fans stay true within a pass. Returns the new `checked`.
+// swaps its longest edge with the face across it, or merges a corner into a neighbour, or has a
+// corner removed and its star filled again, whichever comes first with every new face facing
+// outwards and no edge doubled. Inner vertices only: block outlines and borders stay. A vertex
+// changes once per pass, so the fans stay true within a pass. Returns the new `checked`.
 std::size_t mendFaces(std::vector<std::uint32_t>& faces, std::size_t checked, const std::vector<KVVector3f>& positions,
                       const std::vector<Normal>& normal) {
     const std::uint32_t kGone = ~0u;
@@ -474,10 +476,12 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
         if (l > 0) n = Normal{n.x / l, n.y / l, n.z / l};
     }
 
-    const int blockCount = int(std::min<std::size_t>({kMeshoptMaxBlocks, std::max<std::size_t>(1, count / kMeshoptBlockTriangles),
-                                                      std::max<std::size_t>(1, std::size_t(coarse) / kMeshoptBlockVertices)}));
+    int blockCount = int(std::min<std::size_t>({kMeshoptMaxBlocks, std::max<std::size_t>(1, count / kMeshoptBlockTriangles),
+                                                std::max<std::size_t>(1, std::size_t(coarse) / kMeshoptBlockVertices)}));
     // Outlines are a small share of a block that keeps many vertices: our engine finishes them.
+    // Otherwise a few halves do (many small blocks cost the joined call accuracy).
     const bool joinedCall = blockCount > 1 && std::size_t(intermediate) / std::size_t(blockCount) < kMeshoptLockedOutlineKeep;
+    if (joinedCall) blockCount = std::min(blockCount, kMeshoptJoinedBlocks);
     const double keep = double(joinedCall ? coarse : intermediate) / double(vertices);
     const std::vector<std::uint8_t> blockOf = blockOfTriangles(mesh, blockCount);
     std::vector<Block> blocks(static_cast<std::size_t>(blockCount));
