@@ -24,6 +24,25 @@ std::int32_t addCount(std::int32_t offset, int count) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(offset) + static_cast<std::uint32_t>(count));
 }
 
+// Streams one block kind of every mesh, in order, through `write`; the result holds, per mesh,
+// the number of elements before it (the offset its faces add).
+template <typename T, typename Write>
+KVArray<std::int32_t> streamEveryMesh(const KVArray<KVString>& kelFiles,
+                                      bool (*stream)(const KVString&, int, const std::function<void(const T*, int)>&),
+                                      Write&& write) {
+    const int meshCount = kelFiles.getCount();
+    KVArray<std::int32_t> offsets(meshCount, 0);
+    for (int i = 0; i < meshCount; ++i) {
+        int count = 0;
+        stream(kelFiles[i], kStreamChunk, [&](const T* data, int n) {
+            write(data, n);
+            count += n;
+        });
+        if (i + 1 < meshCount) offsets[i + 1] = addCount(offsets[i], count);
+    }
+    return offsets;
+}
+
 bool textureAt(const KVArray<KVString>& textures, int i) {
     return i < textures.getCount() && ExportAllObjUtils::isTextured(textures[i]);
 }
@@ -103,49 +122,28 @@ bool ExportAllObjUtils::writeObj(FILE* file, const KVString& path, const KVArray
 
     // One mesh at a time, each block streamed in chunks: memory stays the same whatever the
     // meshes' sizes, and never holds the whole text.
-    KVArray<std::int32_t> vertexOffsets(meshCount, 0);
-    KVArray<std::int32_t> uvOffsets(meshCount, 0);
+    const KVArray<std::int32_t> vertexOffsets = streamEveryMesh<KVVector3f>(
+        kelFiles, &KVKelIO::streamVertexBloc, [&](const KVVector3f* points, int n) { obj.writeVertices(points, n); });
+    const KVArray<std::int32_t> uvOffsets = streamEveryMesh<KVVector2f>(
+        kelFiles, &KVKelIO::streamUV4Bloc, [&](const KVVector2f* uvs, int n) { obj.writeUVs(uvs, n); });
     for (int i = 0; i < meshCount; ++i) {
-        int count = 0;
-        KVKelIO::streamVertexBloc(kelFiles[i], kStreamChunk, [&](const KVVector3f* points, int n) {
-            obj.writeVertices(points, n);
-            count += n;
-        });
-        if (i + 1 < meshCount) vertexOffsets[i + 1] = addCount(vertexOffsets[i], count);
-    }
-    for (int i = 0; i < meshCount; ++i) {
-        int count = 0;
-        KVKelIO::streamUV4Bloc(kelFiles[i], kStreamChunk, [&](const KVVector2f* uvs, int n) {
-            obj.writeUVs(uvs, n);
-            count += n;
-        });
-        if (i + 1 < meshCount) uvOffsets[i + 1] = addCount(uvOffsets[i], count);
-    }
-    for (int i = 0; i < meshCount; ++i) {
-        bool hasUV = false;
-        bool started = false;
-        std::int32_t facesDone = 0;
-        auto startGroup = [&] {
-            obj.writeSubToolGroup(i + 1);
-            if (haveMaterials) {
-                if (textureAt(textures, i))
-                    obj.writeUseMaterial(i + 1);
-                else
-                    obj.writeText("usemtl defaultMat\n");
-            }
-            started = true;
-        };
+        // An unreadable or empty mesh is an empty group.
+        obj.writeSubToolGroup(i + 1);
+        if (haveMaterials) {
+            if (textureAt(textures, i))
+                obj.writeUseMaterial(i + 1);
+            else
+                obj.writeText("usemtl defaultMat\n");
+        }
         // Faces go out as the mesh file stores them: a host that exported a broken mesh gets it
         // back as it was, never a silently thinned one. Each chunk continues the UV slots where
-        // the last one stopped, in the same wrapping arithmetic as the slots themselves.
+        // the last one stopped (facesDone <= INT_MAX / 4, as the file's face count is bounded).
+        bool hasUV = false;
+        std::int32_t facesDone = 0;
         KVKelIO::streamFace4Bloc(kelFiles[i], kStreamChunk, hasUV, [&](const int* faces, int n) {
-            if (!started) startGroup();
-            const std::int32_t slots = static_cast<std::int32_t>(static_cast<std::uint32_t>(uvOffsets[i]) +
-                                                                 4u * static_cast<std::uint32_t>(facesDone));
-            obj.writeFaces(faces, n / 4, vertexOffsets[i], hasUV, slots);
+            obj.writeFaces(faces, n / 4, vertexOffsets[i], hasUV, addCount(uvOffsets[i], 4 * facesDone));
             facesDone += n / 4;
         });
-        if (!started) startGroup();  // an unreadable or empty mesh is an empty group
     }
     return obj.flush();
 }

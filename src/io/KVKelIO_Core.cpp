@@ -330,12 +330,21 @@ void walkToUVs(KelFile& f, Take&& take) {
     });
 }
 
-// Streams the payload the walk noted, typed for the sink.
-template <typename T>
-void streamNoted(KelFile& f, long start, const KelFile::PayloadPlan& r, int chunk,
-                 const std::function<void(const T*, int)>& sink) {
+// A streaming reader: `walk(file, take)` walks as its whole reader does, `take` notes the chosen
+// block's payload (`elements(header)` elements of T), which then goes to `sink` in chunks.
+template <typename T, typename Walk, typename Elements>
+bool streamChosenBlock(const KVString& path, int chunk, Walk&& walk, Elements&& elements,
+                       const std::function<void(const T*, int)>& sink) {
+    KelFile f(path, "rb");
+    if (!openChecked(f)) return false;
+    long start = -1;
+    KelFile::PayloadPlan r;
+    walk(f, [&](const Kel_Header& h) { return f.notePayload(h, elements(h), sizeof(T), start, r); });
     f.streamPayload(start, r, sizeof(T), chunk, [&](const void* data, int n) { sink(static_cast<const T*>(data), n); });
+    return true;
 }
+
+std::uint64_t pointElements(const Kel_Header& h) { return h.count; }
 
 }  // namespace
 
@@ -368,40 +377,21 @@ bool KVKelIO_Core::readUV4Bloc(const KVString& path, KVArray<KVVector2f>& uvs) {
 
 bool KVKelIO_Core::streamVertexBloc(const KVString& path, int chunk,
                                     const std::function<void(const KVVector3f*, int)>& sink) {
-    KelFile f(path, "rb");
-    if (!openChecked(f)) return false;
-    long start = -1;
-    KelFile::PayloadPlan r;
-    walkToPoints(f, [&](const Kel_Header& h) { return f.notePayload(h, h.count, sizeof(KVVector3f), start, r); });
-    streamNoted(f, start, r, chunk, sink);
-    return true;
+    return streamChosenBlock(path, chunk, [](KelFile& f, auto take) { walkToPoints(f, take); }, pointElements, sink);
 }
 
 bool KVKelIO_Core::streamFace4Bloc(const KVString& path, int chunk, bool& hasUV,
                                    const std::function<void(const int*, int)>& sink) {
     hasUV = false;
-    KelFile f(path, "rb");
-    if (!openChecked(f)) return false;
-    long start = -1;
-    KelFile::PayloadPlan r;
-    walkToFaces(f, hasUV, [&](const Kel_Header& h) { return f.notePayload(h, faceElements(h), sizeof(int), start, r); });
     // Whole faces only: chunks hold a multiple of four indices.
     const int faces = chunk < 1 ? 1 : (chunk > INT_MAX / 4 ? INT_MAX / 4 : chunk);
-    streamNoted(f, start, r, faces * 4, sink);
-    return true;
+    return streamChosenBlock(path, faces * 4, [&](KelFile& f, auto take) { walkToFaces(f, hasUV, take); },
+                             faceElements, sink);
 }
 
 bool KVKelIO_Core::streamUV4Bloc(const KVString& path, int chunk,
                                  const std::function<void(const KVVector2f*, int)>& sink) {
-    KelFile f(path, "rb");
-    if (!openChecked(f)) return false;
-    long start = -1;
-    KelFile::PayloadPlan r;
-    walkToUVs(f, [&](const Kel_Header& h) {
-        return f.notePayload(h, faceElements(h), sizeof(KVVector2f), start, r);
-    });
-    streamNoted(f, start, r, chunk, sink);
-    return true;
+    return streamChosenBlock(path, chunk, [](KelFile& f, auto take) { walkToUVs(f, take); }, faceElements, sink);
 }
 
 namespace {

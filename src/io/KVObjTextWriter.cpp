@@ -2,6 +2,7 @@
 #include "io/KVObjTextWriter.h"
 
 #include <cstring>
+#include <type_traits>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -144,9 +145,8 @@ __attribute__((noinline)) char* putWholeNumber(char* p, std::uint32_t m, int e) 
 }
 
 // 32-bit wrapping sum, as the int arithmetic of the face indices gives on every supported build.
-inline std::int32_t wrapAdd(std::int32_t a, std::int32_t b, std::int32_t c) {
-    const std::uint32_t sum = static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b) +
-                              static_cast<std::uint32_t>(c);
+inline std::int32_t wrapAdd(std::int32_t a, std::int32_t b) {
+    const std::uint32_t sum = static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b);
     std::int32_t out;
     std::memcpy(&out, &sum, sizeof(out));
     return out;
@@ -215,31 +215,46 @@ constexpr LeadTable kLeads = makeLeadTable();
 
 char* formatFloat9Slow(char* out, float x);
 
-// "%.9f" of the usual mesh number, 2^-32 <= |x| < 2^7, on one straight path; the rest (zeros,
-// tiny, large, special) goes to the general formatter.
-__attribute__((always_inline)) inline char* putFloat9(char* p, float x) {
-    std::uint32_t bits;
-    std::memcpy(&bits, &x, sizeof(bits));
+// The rounded parts of "%.9f" of a float below 128 in magnitude: the lead index q (whole x 10 +
+// first decimal) and the last eight decimals. False for 128 and more and the specials, which the
+// general formatter writes.
+__attribute__((always_inline)) inline bool splitFloat(std::uint32_t bits, std::uint32_t& q, std::uint32_t& rest) {
     const std::uint32_t biased = (bits >> 23) & 0xFFu;
-    if (biased - 95u > 133u - 95u) return formatFloat9Slow(p, x);
-    *p = '-';
-    p += bits >> 31;  // signs fall either way in a mesh: no branch on them
+    if (biased > 133u) return false;
+    // Zeros and everything below 2^-32 round to "0.000000000" (keeping the sign): m = 0 gives it.
+    const bool small = biased < 95u;
     // x = m / 2^s exactly, 17 <= s <= 55. m x 10^9 < 2^54: the whole number and the nine decimals,
     // rounded half to even, come out of one exact shift (adding just under a half, plus one when
     // the truncated result is odd). 10^9 is even, so the parity of the decimals decides.
-    const std::uint32_t m = (bits & 0x7FFFFFu) | 0x800000u;
-    const unsigned s = 150u - biased;
+    const std::uint32_t m = small ? 0u : (bits & 0x7FFFFFu) | 0x800000u;
+    const unsigned s = 150u - (small ? 127u : biased);
     const std::uint64_t n = static_cast<std::uint64_t>(m) * kBillion;
     const std::uint64_t odd = (n >> s) & 1u;
     const std::uint64_t scaled = (n + (std::uint64_t(1) << (s - 1)) - 1u + odd) >> s;
     // scaled < 1.28 x 10^11, so scaled / 10^8 = (scaled / 2^8) / 390625 by one exact multiply
     // (the reciprocal's error times 2^29 stays below 2^48). A carry of the rounding into the whole
     // part (.9999999995 and up) is already in `scaled`.
-    const std::uint32_t q = static_cast<std::uint32_t>(((scaled >> 8) * 720575941u) >> 48);
-    const std::uint32_t rest = static_cast<std::uint32_t>(scaled - static_cast<std::uint64_t>(q) * 100000000u);
+    q = static_cast<std::uint32_t>(((scaled >> 8) * 720575941u) >> 48);
+    rest = static_cast<std::uint32_t>(scaled - static_cast<std::uint64_t>(q) * 100000000u);
+    return true;
+}
+
+// The sign and the lead text of a split float; the eight decimals go at the result.
+__attribute__((always_inline)) inline char* putLeadText(char* p, std::uint32_t negative, std::uint32_t q) {
+    *p = '-';
+    p += negative;  // signs fall either way in a mesh: no branch on them
     const Lead& lead = kLeads.entries[q];
     std::memcpy(p, lead.c, 8);  // the spare bytes are overwritten by the decimals
-    return put8Fast(p + lead.c[7], rest);
+    return p + lead.c[7];
+}
+
+// "%.9f" of one float: the straight path below 128, the general formatter above.
+inline char* putFloat9(char* p, float x) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &x, sizeof(bits));
+    std::uint32_t q, rest;
+    if (!splitFloat(bits, q, rest)) return formatFloat9Slow(p, x);
+    return put8Fast(putLeadText(p, bits >> 31, q), rest);
 }
 
 // The one or two leading digits of lead < 100, without a branch.
@@ -384,36 +399,15 @@ void KVObjTextWriter::writeText(const char* text, std::size_t length) {
     }
 }
 
-namespace {
-
-// Whole lines, inlined into the loops below so that the number formatting's constants stay in
-// registers from one line to the next.
-__attribute__((always_inline)) inline char* vertexLine(char* p, float x, float y, float z) {
-    *p++ = 'v';
-    *p++ = ' ';
-    p = putFloat9(p, x);
-    *p++ = ' ';
-    p = putFloat9(p, y);
-    *p++ = ' ';
-    p = putFloat9(p, z);
-    *p = '\n';
-    return p + 1;
+void KVObjTextWriter::writeVertex(float x, float y, float z) {
+    const KVVector3f point{x, y, z};
+    writeVertices(&point, 1);
 }
 
-__attribute__((always_inline)) inline char* uvLine(char* p, float u, float v) {
-    p = putText(p, "vt ", 3);
-    p = putFloat9(p, u);
-    *p++ = ' ';
-    p = putFloat9(p, v);
-    *p = '\n';
-    return p + 1;
+void KVObjTextWriter::writeUV(float u, float v) {
+    const KVVector2f uv{u, v};
+    writeUVs(&uv, 1);
 }
-
-}  // namespace
-
-void KVObjTextWriter::writeVertex(float x, float y, float z) { m_pos = vertexLine(room(kLineRoom), x, y, z); }
-
-void KVObjTextWriter::writeUV(float u, float v) { m_pos = uvLine(room(kLineRoom), u, v); }
 
 namespace {
 
@@ -430,35 +424,19 @@ struct alignas(64) FloatBatch {
     char digits[kSize][8];
 };
 
-// The same arithmetic as putFloat9, one float at a time.
 void splitScalar(const float* x, int first, int n, FloatBatch& b) {
     for (int i = first; i < n; ++i) {
         std::uint32_t bits;
         std::memcpy(&bits, &x[i], sizeof(bits));
-        const std::uint32_t biased = (bits >> 23) & 0xFFu;
+        std::uint32_t rest = 0;
         b.negative[i] = bits >> 31;
-        if (biased > 133u) {
-            b.lead[i] = kGeneral;
-            continue;
-        }
-        // Zeros and everything below 2^-32 round to "0.000000000" (keeping the sign): m = 0.
-        const bool small = biased < 95u;
-        const std::uint32_t m = small ? 0u : (bits & 0x7FFFFFu) | 0x800000u;
-        const unsigned s = 150u - (small ? 127u : biased);
-        const std::uint64_t n9 = static_cast<std::uint64_t>(m) * kBillion;
-        const std::uint64_t odd = (n9 >> s) & 1u;
-        const std::uint64_t scaled = (n9 + (std::uint64_t(1) << (s - 1)) - 1u + odd) >> s;
-        const std::uint32_t q = static_cast<std::uint32_t>(((scaled >> 8) * 720575941u) >> 48);
-        b.lead[i] = q;
-        put8Fast(b.digits[i], static_cast<std::uint32_t>(scaled - static_cast<std::uint64_t>(q) * 100000000u));
+        if (!splitFloat(bits, b.lead[i], rest)) b.lead[i] = kGeneral;
+        put8Fast(b.digits[i], rest);
     }
 }
 
 #if defined(__x86_64__) || defined(__i386__)
 #define TRIMORA_WIDE_VECTORS 1
-// Four floats per step in 64-bit lanes: the same rounding shift as putFloat9 (with per-lane shift
-// counts), the same division by 10^8, then the eight decimals of two floats per register as in
-// put8Simd. Floats of 128 and more (and the specials) are marked for the general formatter.
 // The eight digits (leading zeros included) of four values below 10^8 in 64-bit lanes, as 32
 // bytes in lane order: each value split into 4-digit halves, then as in put8Simd, two values per
 // register.
@@ -484,6 +462,8 @@ __attribute__((target("avx2"))) inline __m256i eightDigitsOfFour(__m256i values)
     return _mm256_permute4x64_epi64(_mm256_add_epi8(_mm256_packus_epi16(a, c), _mm256_set1_epi8('0')), 0xD8);
 }
 
+// Four floats per step in 64-bit lanes: the same rounding shift as splitFloat (with per-lane shift
+// counts), the same division by 10^8, then the eight decimals of two floats per register.
 __attribute__((target("avx2"))) void splitWide(const float* x, int n, FloatBatch& b) {
     const __m256i one = _mm256_set1_epi64x(1);
     const __m256i billion = _mm256_set1_epi64x(kBillion);
@@ -526,24 +506,22 @@ bool cpuHasWideVectors() { return false; }
 
 bool g_wideVectorsAllowed = true;
 
+// The processor is asked once; checks may switch the wide path off.
+bool wideVectorsOn() {
+    static const bool wide = cpuHasWideVectors();
+    return wide && g_wideVectorsAllowed;
+}
+
 void splitFloats(const float* x, int n, FloatBatch& b) {
 #if TRIMORA_WIDE_VECTORS
-    static const bool wide = cpuHasWideVectors();
-    if (wide && g_wideVectorsAllowed) {
-        splitWide(x, n, b);
-        return;
-    }
+    if (wideVectorsOn()) return splitWide(x, n, b);
 #endif
     splitScalar(x, 0, n, b);
 }
 
 __attribute__((always_inline)) inline char* putSplit(char* p, const FloatBatch& b, int i, float x) {
     if (b.lead[i] == kGeneral) return formatFloat9Slow(p, x);
-    *p = '-';
-    p += b.negative[i];
-    const Lead& lead = kLeads.entries[b.lead[i]];
-    std::memcpy(p, lead.c, 8);  // the spare bytes are overwritten by the decimals
-    p += lead.c[7];
+    p = putLeadText(p, b.negative[i], b.lead[i]);
     std::memcpy(p, b.digits[i], 8);
     return p + 8;
 }
@@ -565,7 +543,7 @@ inline int digitCount(std::uint32_t v) {
 
 void splitIndicesScalar(const int* indices, int first, int n, std::int32_t base, IndexBatch& b) {
     for (int i = first; i < n; ++i) {
-        const std::uint32_t v = static_cast<std::uint32_t>(wrapAdd(indices[i], base, 0));
+        const std::uint32_t v = static_cast<std::uint32_t>(wrapAdd(indices[i], base));
         if (v - 1u >= 99999999u) {
             b.skip[i] = -1;
             continue;
@@ -604,11 +582,7 @@ __attribute__((target("avx2"))) void splitIndicesWide(const int* indices, int n,
 
 void splitIndices(const int* indices, int n, std::int32_t base, IndexBatch& b) {
 #if TRIMORA_WIDE_VECTORS
-    static const bool wide = cpuHasWideVectors();
-    if (wide && g_wideVectorsAllowed) {
-        splitIndicesWide(indices, n, base, b);
-        return;
-    }
+    if (wideVectorsOn()) return splitIndicesWide(indices, n, base, b);
 #endif
     splitIndicesScalar(indices, 0, n, base, b);
 }
@@ -616,7 +590,7 @@ void splitIndices(const int* indices, int n, std::int32_t base, IndexBatch& b) {
 __attribute__((always_inline)) inline char* putSplitIndex(char* p, const IndexBatch& b, int i, std::int32_t index,
                                                           std::int32_t base) {
     const std::int32_t skip = b.skip[i];
-    if (skip < 0) return KVObjTextWriter::formatInt(p, wrapAdd(index, base, 0));
+    if (skip < 0) return KVObjTextWriter::formatInt(p, wrapAdd(index, base));
     std::memcpy(p, b.digits[i] + skip, 8);  // the bytes past the number are overwritten later
     return p + 8 - skip;
 }
@@ -628,49 +602,35 @@ bool KVObjTextWriter::useWideVectors(bool allowed) {
     return cpuHasWideVectors();
 }
 
-void KVObjTextWriter::writeVertices(const KVVector3f* points, int count) {
-    static_assert(sizeof(KVVector3f) == 3 * sizeof(float), "points are read as a run of floats");
+template <int kPerLine, std::size_t kPrefixLength>
+void KVObjTextWriter::writeFloatLines(const float* x, int lineCount, const char* prefix) {
     FloatBatch batch;
-    constexpr int kPerBatch = FloatBatch::kSize / 3;
-    for (int first = 0; first < count; first += kPerBatch) {
-        const int n = count - first < kPerBatch ? count - first : kPerBatch;
-        const float* x = &points[first].x;
-        splitFloats(x, 3 * n, batch);
+    constexpr int kLinesPerBatch = FloatBatch::kSize / kPerLine;
+    for (int first = 0; first < lineCount; first += kLinesPerBatch) {
+        const int n = lineCount - first < kLinesPerBatch ? lineCount - first : kLinesPerBatch;
+        const float* run = x + static_cast<std::size_t>(first) * kPerLine;
+        splitFloats(run, kPerLine * n, batch);
         char* p = m_pos;  // kept in a register across the lines
         for (int k = 0; k < n; ++k) {
-            p = lineRoom(p);
-            *p++ = 'v';
-            *p++ = ' ';
-            p = putSplit(p, batch, 3 * k, x[3 * k]);
-            *p++ = ' ';
-            p = putSplit(p, batch, 3 * k + 1, x[3 * k + 1]);
-            *p++ = ' ';
-            p = putSplit(p, batch, 3 * k + 2, x[3 * k + 2]);
+            p = putText(lineRoom(p), prefix, kPrefixLength);
+            for (int c = 0; c < kPerLine; ++c) {
+                if (c > 0) *p++ = ' ';
+                p = putSplit(p, batch, kPerLine * k + c, run[kPerLine * k + c]);
+            }
             *p++ = '\n';
         }
         m_pos = p;
     }
 }
 
+void KVObjTextWriter::writeVertices(const KVVector3f* points, int count) {
+    static_assert(sizeof(KVVector3f) == 3 * sizeof(float), "points are read as a run of floats");
+    if (count > 0) writeFloatLines<3, 2>(&points[0].x, count, "v ");
+}
+
 void KVObjTextWriter::writeUVs(const KVVector2f* uvs, int count) {
     static_assert(sizeof(KVVector2f) == 2 * sizeof(float), "UVs are read as a run of floats");
-    FloatBatch batch;
-    constexpr int kPerBatch = FloatBatch::kSize / 2;
-    for (int first = 0; first < count; first += kPerBatch) {
-        const int n = count - first < kPerBatch ? count - first : kPerBatch;
-        const float* x = &uvs[first].u;
-        splitFloats(x, 2 * n, batch);
-        char* p = m_pos;
-        for (int k = 0; k < n; ++k) {
-            p = lineRoom(p);
-            p = putText(p, "vt ", 3);
-            p = putSplit(p, batch, 2 * k, x[2 * k]);
-            *p++ = ' ';
-            p = putSplit(p, batch, 2 * k + 1, x[2 * k + 1]);
-            *p++ = '\n';
-        }
-        m_pos = p;
-    }
+    if (count > 0) writeFloatLines<2, 3>(&uvs[0].u, count, "vt ");
 }
 
 namespace {
@@ -721,58 +681,51 @@ void KVObjTextWriter::writeFaces(const int* indices, int faceCount, std::int32_t
                                  std::int32_t uvOffset) {
     // Each index is written + vertexOffset + 1, each UV slot + uvOffset + 1, in the same wrapping
     // 32-bit arithmetic as the indices.
-    const std::int32_t base = wrapAdd(vertexOffset, 1, 0);
-    std::int32_t t = wrapAdd(uvOffset, 1, 0);
+    const std::int32_t base = wrapAdd(vertexOffset, 1);
+    std::int32_t t = wrapAdd(uvOffset, 1);
     const std::int64_t lastSlot = static_cast<std::int64_t>(t) + 4 * static_cast<std::int64_t>(faceCount) - 1;
     const bool countSlots = kLittleEndian && t >= 1 && lastSlot < 1000000000;
     if (!withUVs || countSlots) {
         // Slots stay positive, below 10^9 and never wrap: counted as text.
         SlotText slot(countSlots ? static_cast<std::uint32_t>(t) : 1u);
         IndexBatch batch;
-        for (int first = 0; first < faceCount; first += IndexBatch::kFaces) {
-            const int n = faceCount - first < IndexBatch::kFaces ? faceCount - first : IndexBatch::kFaces;
-            const int* faces = indices + 4 * static_cast<std::size_t>(first);
-            splitIndices(faces, 4 * n, base, batch);
-            char* p = m_pos;  // kept in a register across the lines
-            if (withUVs) {
+        // The two line forms, told apart at compile time.
+        auto writeLines = [&](auto uvTag) {
+            constexpr bool kUVs = decltype(uvTag)::value;
+            for (int first = 0; first < faceCount; first += IndexBatch::kFaces) {
+                const int n = faceCount - first < IndexBatch::kFaces ? faceCount - first : IndexBatch::kFaces;
+                const int* faces = indices + 4 * static_cast<std::size_t>(first);
+                splitIndices(faces, 4 * n, base, batch);
+                char* p = m_pos;  // kept in a register across the lines
                 for (int k = 0; k < n; ++k) {
                     const int* face = faces + 4 * k;
-                    p = lineRoom(p);
-                    *p++ = 'f';
-                    for (int c = 0; c < 3; ++c) {
+                    auto corner = [&](int c) {
                         *p++ = ' ';
                         p = putSplitIndex(p, batch, 4 * k + c, face[c], base);
-                        *p++ = '/';
-                        p = slot.put(p);
-                        slot.next();
-                    }
-                    if (face[3] >= 0) {
-                        *p++ = ' ';
-                        p = putSplitIndex(p, batch, 4 * k + 3, face[3], base);
-                        *p++ = '/';
-                        p = slot.put(p);
-                    }
-                    slot.next();  // a triangle leaves its fourth slot unused
-                    *p++ = '\n';
-                }
-            } else {
-                for (int k = 0; k < n; ++k) {
-                    const int* face = faces + 4 * k;
+                        if constexpr (kUVs) {
+                            *p++ = '/';
+                            p = slot.put(p);
+                            slot.next();
+                        }
+                    };
                     p = lineRoom(p);
                     *p++ = 'f';
-                    for (int c = 0; c < 3; ++c) {
-                        *p++ = ' ';
-                        p = putSplitIndex(p, batch, 4 * k + c, face[c], base);
-                    }
-                    if (face[3] >= 0) {
-                        *p++ = ' ';
-                        p = putSplitIndex(p, batch, 4 * k + 3, face[3], base);
-                    }
+                    corner(0);
+                    corner(1);
+                    corner(2);
+                    if (face[3] >= 0)
+                        corner(3);
+                    else if constexpr (kUVs)
+                        slot.next();  // a triangle leaves its fourth slot unused
                     *p++ = '\n';
                 }
+                m_pos = p;
             }
-            m_pos = p;
-        }
+        };
+        if (withUVs)
+            writeLines(std::true_type{});
+        else
+            writeLines(std::false_type{});
         return;
     }
     // UV slots that wrap or run past 10^9: each one formatted.
@@ -783,13 +736,13 @@ void KVObjTextWriter::writeFaces(const int* indices, int faceCount, std::int32_t
         *p++ = 'f';
         for (int c = 0; c < corners; ++c) {
             *p++ = ' ';
-            p = putIndex(p, wrapAdd(face[c], base, 0));
+            p = putIndex(p, wrapAdd(face[c], base));
             *p++ = '/';
-            p = putIndex(p, wrapAdd(t, c, 0));
+            p = putIndex(p, wrapAdd(t, c));
         }
         *p++ = '\n';
         m_pos = p;
-        t = wrapAdd(t, 4, 0);
+        t = wrapAdd(t, 4);
     }
 }
 

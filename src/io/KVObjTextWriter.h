@@ -99,6 +99,9 @@ private:
         return m_pos;
     }
     void flushBlock();
+    // Lines of `prefix` and kPerLine floats each, a batch at a time.
+    template <int kPerLine, std::size_t kPrefixLength>
+    void writeFloatLines(const float* x, int lineCount, const char* prefix);
 
     FILE* m_file;
     char* m_begin;
