@@ -69,20 +69,10 @@ TEST(MeshoptFirst, PhaseMendsWhatMeshoptimizerFolds) {
         WorkMesh m;
         std::string error;
         ASSERT_TRUE(buildWorkMesh(in, o, m, error)) << error;
-        SourceSurface source;
-        ASSERT_EQ(meshoptReduce(m, o, intermediate, 100, {}, source), MeshoptOutcome::Reduced);
+        ASSERT_EQ(meshoptReduce(m, o, intermediate, 100, {}), MeshoptOutcome::Reduced);
         EXPECT_LT(m.positions.size(), in.points.size() / 4);
         EXPECT_GE(m.positions.size(), std::size_t(100));
         expectSound(in, m);
-        // Input vertices within a few edges of a kept one stand for it: most of them.
-        ASSERT_EQ(source.owner.size(), in.points.size());
-        std::size_t owned = 0;
-        for (std::size_t v = 0; v < source.owner.size(); ++v) {
-            if (source.owner[v] < 0) continue;
-            ++owned;
-            ASSERT_LT(source.owner[v], std::int32_t(m.positions.size()));
-        }
-        EXPECT_GT(owned, in.points.size() * 3 / 4);
     }
 }
 
@@ -107,10 +97,10 @@ TEST(MeshoptFirst, FrozenBordersStayThroughTheBlocks) {
 }
 
 // Blocks are fixed by the mesh, so the result does not depend on how many threads run them:
-// with a joined last call (few kept per block) and with outlines left locked for our engine.
+// with the hand-over count raised so that each block keeps enough vertices, and as asked.
 TEST(MeshoptFirst, ThreadCountDoesNotChangeTheResult) {
     const DecimationMesh in = sphere(150, 320, 0.08);  // 95k triangles, two blocks
-    for (std::int64_t target : {2400, 12000}) {
+    for (std::int64_t target : {1000, 12000}) {
         DecimationOptions o;
         o.targetVertices = target;
         DecimationMesh results[3];

@@ -323,8 +323,6 @@ DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptio
         if (!buildWorkMesh(input, options, mesh, result.error)) return result;
         std::int64_t target = std::max<std::int64_t>(options.targetVertices, 0);
         DecimationCallbacks finish = callbacks;
-        SourceSurface source;
-        bool reduced = false;
         if (chooseReductionPath(input, options) == ReductionPath::MeshoptFirst) {
             const std::int64_t live = std::int64_t(mesh.positions.size());
             const std::int64_t total = std::max<std::int64_t>(live - target, 0);
@@ -335,10 +333,7 @@ DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptio
             }
             const double handoff = options.meshoptHandoff > 1.0f ? options.meshoptHandoff : kMeshoptHandoff;
             const std::int64_t intermediate = std::int64_t(std::ceil(double(target) * handoff));
-            MeshoptOutcome outcome = MeshoptOutcome::Refused;
-            if (intermediate < live * 9 / 10)
-                outcome = meshoptReduce(mesh, options, intermediate, target, callbacks, source);
-            reduced = outcome == MeshoptOutcome::Reduced;
+            const MeshoptOutcome outcome = meshoptReduce(mesh, options, intermediate, target, callbacks);
             if (outcome == MeshoptOutcome::Cancelled) {
                 result.cancelled = true;
                 result.error = "cancelled";
@@ -352,7 +347,7 @@ DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptio
                 };
             }
         }
-        result = collapseEdges(mesh, options, target, finish, nullptr, reduced ? &source : nullptr);
+        result = collapseEdges(mesh, options, target, finish, nullptr);
         if (!result.ok) return result;
         writeOutput(mesh, output);
     } catch (const std::bad_alloc&) {

@@ -48,36 +48,23 @@ struct CollapseLog {
 bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options, WorkMesh& mesh,
                    std::string& error);
 
-// The input a reduced mesh came from: its triangles, and for each of its vertices the vertex of
-// the reduced mesh that stands for it (-1: none).
-struct SourceSurface {
-    std::vector<KVVector3f> positions;
-    std::vector<std::int32_t> triangles;
-    std::vector<std::int32_t> owner;
-};
-
 // Collapses edges until `target` vertices remain or no allowed collapse is left. Appends every
-// collapse to `log` when given. `mesh` keeps the result (removed triangles marked -1). With
-// `source`, error and orientation are measured against that input instead of `mesh` itself.
+// collapse to `log` when given. `mesh` keeps the result (removed triangles marked -1).
 DecimationResult collapseEdges(WorkMesh& mesh, const DecimationOptions& options,
                                std::int64_t target, const DecimationCallbacks& callbacks,
-                               CollapseLog* log, const SourceSurface* source = nullptr);
+                               CollapseLog* log);
 
 // Reduces `mesh` with meshopt_simplify towards `intermediate` vertices, in fixed spatial blocks
 // of about kMeshoptBlockTriangles triangles run on the job's threads (block outlines and, when
 // frozen, borders locked), repairing faces that fold or turn against the input surface, and
 // compacts it. Refused, with `mesh` untouched, when the result would undershoot `floor` vertices
-// or blocks met in a non-manifold edge; Cancelled when the progress callback said so. When
-// reduced, `source` receives the input and which kept vertex each input vertex merged into.
+// or blocks met in a non-manifold edge; Cancelled when the progress callback said so.
 enum class MeshoptOutcome { Reduced, Refused, Cancelled };
 constexpr std::size_t kMeshoptBlockTriangles = 32768;
-constexpr std::size_t kMeshoptBlockVertices = 500;  // kept per block at least: outlines stay a small share
-constexpr int kMeshoptCoarse = 2;                    // blocks stop at this many times the intermediate count
-constexpr std::size_t kMeshoptLockedOutlineKeep = 3000;  // blocks keeping more go straight to the intermediate count
-constexpr int kMeshoptJoinedBlocks = 2;                  // blocks before a joined call, at most
+constexpr std::size_t kMeshoptBlockKeep = 2000;  // kept per block at least: locked outlines stay a small share
 constexpr std::size_t kMeshoptMaxBlocks = 256;
 MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, std::int64_t intermediate,
-                             std::int64_t floor, const DecimationCallbacks& callbacks, SourceSurface& source);
+                             std::int64_t floor, const DecimationCallbacks& callbacks);
 
 // Writes the live triangles and the vertices they use into `output`.
 void writeOutput(const WorkMesh& mesh, DecimationMesh& output);

@@ -143,8 +143,8 @@ struct Undo {
 
 class Collapser {
 public:
-    Collapser(WorkMesh& mesh, const DecimationOptions& options, CollapseLog* log, const SourceSurface* source)
-        : m(mesh), o(options), log(log), source(source) {}
+    Collapser(WorkMesh& mesh, const DecimationOptions& options, CollapseLog* log)
+        : m(mesh), o(options), log(log) {}
 
     DecimationResult run(std::int64_t target, const DecimationCallbacks& callbacks);
 
@@ -152,7 +152,6 @@ private:
     WorkMesh& m;
     const DecimationOptions& o;
     CollapseLog* log;
-    const SourceSurface* source;
     std::int32_t vertexCount = 0;
     bool uvs = false, colors = false, colorsSteer = false;
     int threads = 1;
@@ -401,10 +400,10 @@ void Collapser::setup() {
                 Vec3 a = pos(tri[0]), bb = pos(tri[1]), c = pos(tri[2]);
                 Vec3 n = cross(bb - a, c - a);
                 double len = std::sqrt(dot(n, n));
-                if (!source) nsum = nsum + n;
+                nsum = nsum + n;
                 if (len <= 0) continue;
                 Vec3 un = n * (1.0 / len);
-                if (!source) q.addPlane(un, -dot(un, a), 0.5 * len);
+                q.addPlane(un, -dot(un, a), 0.5 * len);
                 area += 0.5 * len / 3;
                 // Open edges get a plane across the face, so that borders keep their line.
                 for (int k = 0; k < 3 && r.borderEdges > 0; ++k) {
@@ -447,27 +446,6 @@ void Collapser::setup() {
             }
         }
     });
-    // A reduced mesh weighs and orients by the input surface each vertex stands for, so that
-    // finishing a reduction keeps to the input rather than to the intermediate mesh.
-    if (source) {
-        const std::vector<KVVector3f>& p = source->positions;
-        const std::vector<std::int32_t>& owner = source->owner;
-        for (std::size_t t = 0; t + 2 < source->triangles.size(); t += 3) {
-            const std::int32_t* tri = &source->triangles[t];
-            Vec3 a = vec(p[tri[0]]), n = cross(vec(p[tri[1]]) - a, vec(p[tri[2]]) - a);
-            double len = std::sqrt(dot(n, n));
-            if (!(len > 0)) continue;
-            Vec3 un = n * (1.0 / len);
-            Quadric q;
-            q.addPlane(un, -dot(un, a), 0.5 * len);
-            for (int k = 0; k < 3; ++k) {
-                std::int32_t w = owner[tri[k]];
-                if (w < 0 || w >= vertexCount) continue;
-                quadric[w].add(q);
-                normalSum[w] = normalSum[w] + n;
-            }
-        }
-    }
     computeMirror();
 }
 
@@ -1021,8 +999,8 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
 }  // namespace
 
 DecimationResult collapseEdges(WorkMesh& mesh, const DecimationOptions& options, std::int64_t target,
-                               const DecimationCallbacks& callbacks, CollapseLog* log, const SourceSurface* source) {
-    Collapser c(mesh, options, log, source);
+                               const DecimationCallbacks& callbacks, CollapseLog* log) {
+    Collapser c(mesh, options, log);
     return c.run(target, callbacks);
 }
 

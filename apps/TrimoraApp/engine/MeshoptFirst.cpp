@@ -343,7 +343,6 @@ struct Block {
 };
 
 constexpr int kRepairRounds = 3;
-constexpr std::uint16_t kOwnerSweeps = 3;
 
 // Reduces one block. Where meshopt_simplify's result has bad faces, the input triangles around
 // them are kept out of the next round (their outline locked, so the rest fits them), up to
@@ -449,14 +448,18 @@ std::vector<std::uint8_t> blockOfTriangles(const WorkMesh& mesh, int blocks) {
 }  // namespace
 
 MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, std::int64_t intermediate,
-                             std::int64_t floor, const DecimationCallbacks& callbacks, SourceSurface& source) {
+                             std::int64_t floor, const DecimationCallbacks& callbacks) {
     const std::size_t vertices = mesh.positions.size(), count = mesh.triangles.size() / 3;
     if (vertices == 0 || count == 0 || intermediate <= 0 || std::size_t(intermediate) >= vertices)
         return MeshoptOutcome::Refused;
-    // meshopt_simplify counts indices: each block keeps its share of the triangles. With several
-    // blocks that keep few vertices each, the blocks stop at kMeshoptCoarse times the intermediate
-    // count and one more call over the joined mesh, outlines free, takes it the rest of the way.
-    const std::int64_t coarse = std::min<std::int64_t>(std::int64_t(vertices), std::int64_t(kMeshoptCoarse) * intermediate);
+    // meshopt_simplify counts indices: each block keeps its share of the triangles. Every block
+    // keeps at least kMeshoptBlockKeep vertices: locked outlines then stay a small share of what
+    // it keeps, and our engine, which weighs collapses by the surface it is handed, is handed
+    // enough of it. Where that is above the intermediate count, our engine takes the rest; a
+    // reduction that would keep nearly everything is left to our engine alone.
+    const int blockCount = int(std::min<std::size_t>(kMeshoptMaxBlocks, std::max<std::size_t>(1, count / kMeshoptBlockTriangles)));
+    intermediate = std::max<std::int64_t>(intermediate, std::int64_t(blockCount) * kMeshoptBlockKeep);
+    if (intermediate >= std::int64_t(vertices) * 9 / 10) return MeshoptOutcome::Refused;
 
     // The input surface's unit vertex normals, for the orientation checks.
     std::vector<Normal> normal(vertices, Normal{0, 0, 0});
@@ -476,21 +479,21 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
         if (l > 0) n = Normal{n.x / l, n.y / l, n.z / l};
     }
 
-    int blockCount = int(std::min<std::size_t>({kMeshoptMaxBlocks, std::max<std::size_t>(1, count / kMeshoptBlockTriangles),
-                                                std::max<std::size_t>(1, std::size_t(coarse) / kMeshoptBlockVertices)}));
-    // Outlines are a small share of a block that keeps many vertices: our engine finishes them.
-    // Otherwise a few halves do (many small blocks cost the joined call accuracy).
-    const bool joinedCall = blockCount > 1 && std::size_t(intermediate) / std::size_t(blockCount) < kMeshoptLockedOutlineKeep;
-    if (joinedCall) blockCount = std::min(blockCount, kMeshoptJoinedBlocks);
-    const double keep = double(joinedCall ? coarse : intermediate) / double(vertices);
+    const double keep = double(intermediate) / double(vertices);
     const std::vector<std::uint8_t> blockOf = blockOfTriangles(mesh, blockCount);
     std::vector<Block> blocks(static_cast<std::size_t>(blockCount));
     {
+        // Triangles grouped by block (a counting sort), so that each block reads only its own.
+        std::vector<std::uint32_t> start(std::size_t(blockCount) + 1, 0), order(count);
+        for (std::uint8_t b : blockOf) ++start[std::size_t(b) + 1];
+        for (int b = 0; b < blockCount; ++b) start[std::size_t(b) + 1] += start[std::size_t(b)];
+        std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
+        for (std::size_t t = 0; t < count; ++t) order[fill[blockOf[t]]++] = std::uint32_t(t);
         std::vector<std::uint32_t> local(vertices, ~0u);
         for (int b = 0; b < blockCount; ++b) {
             Block& block = blocks[std::size_t(b)];
-            for (std::size_t t = 0; t < count; ++t) {
-                if (blockOf[t] != b) continue;
+            for (std::uint32_t i = start[std::size_t(b)]; i < start[std::size_t(b) + 1]; ++i) {
+                const std::size_t t = order[i];
                 for (int k = 0; k < 3; ++k) {
                     const std::uint32_t g = std::uint32_t(mesh.triangles[3 * t + k]);
                     if (local[g] == ~0u) local[g] = std::uint32_t(block.vertices.size()), block.vertices.push_back(g);
@@ -523,24 +526,6 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
         }
     });
     if (stop.load()) return MeshoptOutcome::Cancelled;
-    if (joinedCall) {
-        Block whole;
-        std::vector<std::uint32_t> local(vertices, ~0u);
-        for (const Block& b : blocks)
-            for (std::uint32_t v : b.result) local[b.vertices[v]] = 0;
-        for (std::size_t g = 0; g < vertices; ++g)
-            if (local[g] == 0) local[g] = std::uint32_t(whole.vertices.size()), whole.vertices.push_back(std::uint32_t(g));
-        for (const Block& b : blocks)
-            for (std::uint32_t v : b.result) whole.triangles.push_back(local[b.vertices[v]]);
-        blocks.clear();
-        const double share = double(intermediate) / double(std::max<std::size_t>(1, whole.vertices.size()));
-        if (share < 1) reduceBlock(whole, share, options.freezeBorder, mesh.positions, normal);
-        else whole.result = whole.triangles;
-        blocks.push_back(std::move(whole));
-        if (callbacks.progress && !callbacks.progress(std::min(total, std::int64_t(vertices) - intermediate), total))
-            return MeshoptOutcome::Cancelled;
-    }
-
     std::vector<std::int32_t> map(vertices, -1);
     std::size_t faces = 0;
     for (const Block& b : blocks) {
@@ -551,16 +536,15 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
     for (std::int32_t& m : map)
         if (m == 0) m = kept++;
     if (kept < floor) return MeshoptOutcome::Refused;
-    std::vector<std::uint32_t> joined;
+    std::vector<std::uint32_t> joined;  // the blocks' results in kept-vertex ids
     joined.reserve(3 * faces);
     for (const Block& b : blocks)
         for (std::uint32_t v : b.result) joined.push_back(std::uint32_t(map[b.vertices[v]]));
     std::vector<KVVector3f> positions(static_cast<std::size_t>(kept));
     for (std::size_t v = 0; v < vertices; ++v)
         if (map[v] >= 0) positions[std::size_t(map[v])] = mesh.positions[v];
-    // Blocks met on locked outlines, where two blocks could build the same edge; the last call
-    // mends that unless it had to give up (counted against the input's own defects, which our
-    // engine leaves alone).
+    // Blocks meet on locked outlines, where two blocks could still build the same edge (counted
+    // against the input's own defects, which our engine leaves alone): then our engine goes alone.
     if (blockCount > 1) {
         const std::size_t defects = badFaces(joined, faces, positions, nullptr).size();
         if (defects > 0) {
@@ -581,27 +565,6 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
         for (std::size_t v = 0; v < vertices; ++v)
             if (map[v] >= 0) mask[std::size_t(map[v])] = mesh.mask[v];
     }
-    // Each removed input vertex goes to a kept one a few edges away: level by level (breadth
-    // first, so regions stay compact), sweeps over the triangles hand owners on from corners
-    // reached in earlier sweeps. Vertices further out than kOwnerSweeps edges stand for nothing:
-    // a handful of sweeps covers nearly all, and each costs a pass over the input.
-    source.owner = map;
-    std::vector<std::uint16_t> level(vertices, 0);
-    for (std::uint16_t sweep = 1; sweep <= kOwnerSweeps; ++sweep) {
-        bool changed = false;
-        for (std::size_t t = 0; t < count; ++t) {
-            const std::int32_t* v = &mesh.triangles[3 * t];
-            std::int32_t o = -1;
-            for (int k = 0; k < 3 && o < 0; ++k)
-                if (source.owner[v[k]] >= 0 && level[v[k]] < sweep) o = source.owner[v[k]];
-            if (o < 0) continue;
-            for (int k = 0; k < 3; ++k)
-                if (source.owner[v[k]] < 0) source.owner[v[k]] = o, level[v[k]] = sweep, changed = true;
-        }
-        if (!changed) break;
-    }
-    source.positions.swap(mesh.positions);
-    source.triangles.swap(mesh.triangles);
     mesh.positions.swap(positions);
     mesh.triangles.assign(joined.begin(), joined.end());
     mesh.colors.swap(colors);
