@@ -26,11 +26,11 @@
 // meshoptimizer serves the welding (meshopt_generateVertexRemap) and, for jobs it can honour (no
 // UVs kept, no colour weight, no mask in use, no symmetry), the bulk of the reduction
 // (MeshoptFirst.cpp): meshopt_simplify in fixed spatial blocks brings the mesh to kMeshoptHandoff
-// times the target, folds and fins it leaves are mended locally, and our engine finishes from there
-// with its placement, checks and exact target, its quadrics and orientation references taken from
-// the input triangles each kept vertex stands for. Alone, our engine took 1.3 to 2.1 times
-// meshopt_simplify's time on such jobs; this way it stays within 1.3 times at no worse error
-// (bench/decimate.cpp). Progressive histories always come from our engine alone.
+// times the target (each block keeping enough that its locked outline stays a small share), folds
+// and fins it leaves are mended locally, and our engine finishes from there with its placement,
+// checks and exact target. Alone, our engine took 1.3 to 2.1 times meshopt_simplify's time on
+// such jobs; this way it stays within 1.3 times at no worse error (bench/decimate.cpp).
+// Progressive histories always come from our engine alone.
 // The progressive history (ProgressiveMesh.cpp) records the same collapses and replays them.
 
 namespace trimora_decimation {
