@@ -175,21 +175,41 @@ bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options
     mesh.triangles = std::move(triangles);
 
     if (uvs) {
-        struct Key {
-            std::int32_t vertex;
-            KVVector2f uv;
+        // Wedges: a vertex's corners with bit-identical UVs share one. Corners are grouped by vertex
+        // (a counting sort) and each compares against the few wedges its vertex has so far, so a
+        // vertex's wedges get consecutive ids.
+        const std::size_t corners3 = corners.size();
+        std::vector<std::uint32_t> start(std::size_t(used) + 1, 0), byVertex(corners3);
+        for (std::int32_t v : mesh.triangles) ++start[std::size_t(v) + 1];
+        for (std::size_t v = 0; v < std::size_t(used); ++v) start[v + 1] += start[v];
+        {
+            std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
+            for (std::size_t i = 0; i < corners3; ++i) byVertex[fill[std::size_t(mesh.triangles[i])]++] = std::uint32_t(i);
+        }
+        auto bitsOf = [&](std::uint32_t corner) {
+            std::uint64_t b;
+            std::memcpy(&b, &input.cornerUVs[std::size_t(corners[corner])], sizeof b);
+            return b;
         };
-        std::vector<Key> keys(corners.size());
-        for (std::size_t i = 0; i < corners.size(); ++i) keys[i] = {mesh.triangles[i], input.cornerUVs[corners[i]]};
-        std::vector<unsigned int> remap(keys.size());
-        std::size_t count = keys.empty() ? 0
-                                         : meshopt_generateVertexRemap(remap.data(), nullptr, keys.size(), keys.data(),
-                                                                       keys.size(), sizeof(Key));
-        mesh.wedgeUVs.resize(count);
-        mesh.wedges.resize(keys.size());
-        for (std::size_t i = 0; i < keys.size(); ++i) {
-            mesh.wedges[i] = std::int32_t(remap[i]);
-            mesh.wedgeUVs[remap[i]] = keys[i].uv;
+        static_assert(sizeof(KVVector2f) == sizeof(std::uint64_t), "a UV is compared as one 64-bit word");
+        mesh.wedges.resize(corners3);
+        mesh.wedgeUVs.clear();
+        mesh.wedgeUVs.reserve(std::size_t(used) + std::size_t(used) / 4);
+        std::vector<std::uint64_t> seen;  // the current vertex's wedge UVs, as bits
+        for (std::size_t v = 0; v < std::size_t(used); ++v) {
+            seen.clear();
+            const std::int32_t first = std::int32_t(mesh.wedgeUVs.size());
+            for (std::uint32_t i = start[v]; i < start[v + 1]; ++i) {
+                const std::uint32_t corner = byVertex[i];
+                const std::uint64_t b = bitsOf(corner);
+                std::size_t w = 0;
+                while (w < seen.size() && seen[w] != b) ++w;
+                if (w == seen.size()) {
+                    seen.push_back(b);
+                    mesh.wedgeUVs.push_back(input.cornerUVs[std::size_t(corners[corner])]);
+                }
+                mesh.wedges[corner] = first + std::int32_t(w);
+            }
         }
     }
     return true;
