@@ -1,4 +1,4 @@
-// Decimation benchmark: our engine, its progressive replay and meshopt_simplify on the same meshes,
+// Decimation benchmark: our engine, its progressive replay from a cache file and meshopt_simplify on the same meshes,
 // each run in a child process: time, peak memory, and symmetric Hausdorff error over the diagonal.
 //   bench_decimate [--quick] [--only plain|attributes|scan] [--runs N] [--handoff X] [scan.off]
 // --quick: times meshopt_simplify and the 2-thread path the job takes, without the error (a tuning
@@ -21,6 +21,8 @@
 #include <string>
 
 #include "DecimationEngine.h"
+#include "YDecimatorCacheFile.h"
+#include "YDecimatorProgressiveEngine.h"
 
 namespace {
 
@@ -209,6 +211,15 @@ struct Settings {
 };
 Settings settings;
 
+// The cache file of the mesh being measured, named once by the parent process.
+const std::string& cachePath() {
+    static const std::string path = [] {
+        const char* dir = std::getenv("TMPDIR");
+        return std::string(dir && *dir ? dir : "/tmp") + "/bench_decimate." + std::to_string(getpid()) + ".ypm";
+    }();
+    return path;
+}
+
 struct Figures {
     double seconds = -1, megabytes = 0, error = 0;
     long vertices = 0;
@@ -282,7 +293,13 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
         auto t0 = std::chrono::steady_clock::now();
         DecimationOptions b = o;
         b.targetVertices = std::int64_t(input.vertexCount() / 200);
-        if (!buildProgressiveMesh(input, b, pm).ok || !pm.serialize(cache)) std::printf("  progressive build failed\n");
+        std::string error;
+        YDecimatorCacheInfo info;
+        info.sourceVertices = std::int32_t(input.vertexCount());
+        info.sourceTriangles = std::int32_t(input.triangleCount());
+        if (!buildProgressiveMesh(input, b, pm).ok || !pm.serialize(cache) ||
+            !YDecimatorCacheFile::write(KVString(cachePath().c_str()), info, cache, error))
+            std::printf("  progressive build failed %s\n", error.c_str());
         std::printf("  progressive build %.3f s, %zu bytes\n",
                     std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count(), cache.size());
     }
@@ -330,13 +347,20 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
             });
             print("engine alone, 2 threads", alone, mo);
         }
+        // As the application does it: the cache file read and checked, its bytes parsed in place.
         Figures replay = best(input, [&](DecimationMesh& out) {
-            ProgressiveMesh pm;
-            return pm.parse(cache.data(), cache.size()) && pm.decimate(target, out).ok;
+            YDecimatorCacheInfo info;
+            std::vector<std::uint8_t> bytes;
+            std::string error;
+            DecimationOptions t = o;
+            t.targetVertices = target;
+            return YDecimatorCacheFile::read(KVString(cachePath().c_str()), info, bytes, error) &&
+                   YDecimatorProgressiveEngine::decimate(std::move(bytes), t, out, {}).ok;
         });
-        print("from cache (parse+replay)", replay, mo);
+        print("from cache file", replay, mo);
         std::printf("  cache speed-up over engine: x%.1f\n", ours.seconds / replay.seconds);
     }
+    std::remove(cachePath().c_str());
 }
 
 }  // namespace
@@ -344,6 +368,7 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
 int main(int argc, char** argv) {
     const char* scanPath = nullptr;
     std::string only;
+    cachePath();
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         if (a == "--quick") settings.quick = true;

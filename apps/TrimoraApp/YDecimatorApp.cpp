@@ -20,6 +20,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "DecimationEngine.h"
@@ -509,7 +510,7 @@ void Runner::decimateProgressiveTask(const Task& task, const std::string& label)
     const std::string title = "Decimating " + label;
     m_progress.startStep(title.c_str(), info.sourceVertices - options.targetVertices);
     DecimationMesh result;
-    checkResult(YDecimatorProgressiveEngine::decimate(bytes, options, result, engineCallbacks(title)),
+    checkResult(YDecimatorProgressiveEngine::decimate(std::move(bytes), options, result, engineCallbacks(title)),
                 "progressive-mesh decimation");
     m_progress.endStep();
     checkCancel();

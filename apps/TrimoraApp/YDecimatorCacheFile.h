@@ -37,7 +37,7 @@ struct YDecimatorCacheInfo {
 class YDecimatorCacheFile {
 public:
     static constexpr std::int32_t kMagic = 0x314D5059;  // bytes "YPM1"
-    static constexpr std::int32_t kLayoutVersion = 1;
+    static constexpr std::int32_t kLayoutVersion = 2;
 
     static KVProgressiveMeshHeader toHeader(const YDecimatorCacheInfo& info, std::uint64_t payloadSize,
                                             std::uint32_t payloadChecksum);
@@ -53,6 +53,6 @@ public:
     static bool read(const KVString& path, YDecimatorCacheInfo& info, std::vector<std::uint8_t>& payload,
                      std::string& error);
 
-    // 32-bit FNV-1a, enough to catch a truncated or damaged cache.
+    // Enough to catch a truncated or damaged cache (the README gives the definition).
     static std::uint32_t checksum(const std::uint8_t* data, std::size_t size);
 };

@@ -1,6 +1,8 @@
 // YDecimatorProgressiveEngine: the progressive-mesh calls the application makes on the engine.
 #include "YDecimatorProgressiveEngine.h"
 
+#include <utility>
+
 namespace YDecimatorProgressiveEngine {
 
 DecimationResult build(const DecimationMesh& mesh, const DecimationOptions& options, std::int64_t minVertices,
@@ -18,11 +20,11 @@ DecimationResult build(const DecimationMesh& mesh, const DecimationOptions& opti
     return result;
 }
 
-DecimationResult decimate(const std::vector<std::uint8_t>& bytes, const DecimationOptions& options,
+DecimationResult decimate(std::vector<std::uint8_t>&& bytes, const DecimationOptions& options,
                           DecimationMesh& output, const DecimationCallbacks& callbacks) {
     ProgressiveMesh progressive;
     std::string error;
-    if (!progressive.parse(bytes.data(), bytes.size(), &error)) {
+    if (!progressive.parse(std::move(bytes), &error)) {
         DecimationResult result;
         result.error = "progressive-mesh data malformed" + (error.empty() ? std::string() : ": " + error);
         return result;

@@ -15,9 +15,10 @@ namespace YDecimatorProgressiveEngine {
 DecimationResult build(const DecimationMesh& mesh, const DecimationOptions& options, std::int64_t minVertices,
                        std::vector<std::uint8_t>& bytes, const DecimationCallbacks& callbacks);
 
-// Parses `bytes` and replays the history to options.targetVertices into `output`; the other
-// options were fixed when the history was built.
-DecimationResult decimate(const std::vector<std::uint8_t>& bytes, const DecimationOptions& options,
+// Takes `bytes` over (no copy: caches run to tens of megabytes), parses them and replays the
+// history to options.targetVertices into `output`; the other options were fixed when the
+// history was built.
+DecimationResult decimate(std::vector<std::uint8_t>&& bytes, const DecimationOptions& options,
                           DecimationMesh& output, const DecimationCallbacks& callbacks);
 
 }  // namespace YDecimatorProgressiveEngine

@@ -31,6 +31,15 @@ TEST(DecimationProgressive, RoundTripReplaysToEveryTarget) {
     ASSERT_TRUE(parsed.serialize(again));
     EXPECT_EQ(bytes, again);
 
+    // Taken over rather than copied: the same history, read where it lies.
+    std::vector<std::uint8_t> owned = bytes;
+    ProgressiveMesh inPlace;
+    ASSERT_TRUE(inPlace.parse(std::move(owned), &error)) << error;
+    EXPECT_TRUE(owned.empty());
+    again.clear();
+    ASSERT_TRUE(inPlace.serialize(again));
+    EXPECT_EQ(bytes, again);
+
     for (std::int64_t target : {2000, 1000, 500, 250, 120}) {
         DecimationMesh out;
         DecimationResult r = parsed.decimate(target, out);
@@ -119,6 +128,15 @@ TEST(DecimationProgressive, ParseRejectsTruncatedAndCorruptBuffers) {
         std::vector<std::uint8_t> cut(bytes.begin(), bytes.begin() + n);
         EXPECT_FALSE(p.parse(cut.empty() ? nullptr : cut.data(), cut.size(), &error)) << n;
         EXPECT_TRUE(p.empty());
+    }
+    // The zero bytes after the mask keep the later records aligned; anything else there is refused.
+    const std::size_t vertices = pm.fullVertexCount();
+    ASSERT_EQ(bytes[8], 1 | 2 | 4);  // UVs, colours and mask
+    if (vertices % 4 != 0) {
+        std::vector<std::uint8_t> padded = bytes;
+        padded[32 + (12 + 4 + 1) * vertices] = 1;
+        EXPECT_FALSE(p.parse(padded.data(), padded.size(), &error));
+        EXPECT_EQ(error, "padding not zero");
     }
     std::vector<std::uint8_t> longer = bytes;
     longer.push_back(0);

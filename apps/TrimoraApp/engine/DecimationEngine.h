@@ -75,6 +75,8 @@ public:
     // and index is checked against the buffer and the history. False with `error` set on failure,
     // leaving this object empty.
     bool parse(const std::uint8_t* data, std::size_t size, std::string* error = nullptr);
+    // The same, taking the buffer over instead of copying it (`bytes` is left empty).
+    bool parse(std::vector<std::uint8_t>&& bytes, std::string* error = nullptr);
 
     // Replays the history to `targetVertices` (clamped to [base, full]) into `output`. Never throws.
     DecimationResult decimate(std::int64_t targetVertices, DecimationMesh& output,

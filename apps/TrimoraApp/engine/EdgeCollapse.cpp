@@ -276,6 +276,8 @@ void Collapser::ring(std::int32_t v, Ring& r) const {
         if (r.tris.buffer.size() < n + std::size_t(e - a)) r.tris.buffer.resize(2 * (n + std::size_t(e - a)) + 32);
         std::int32_t* out = r.tris.buffer.data();
         for (const std::int32_t* i = a; i != e; ++i) prefetch(&m.triangles[3 * *i]);
+        if (uvs)
+            for (const std::int32_t* i = a; i != e; ++i) prefetch(&m.wedges[3 * *i]);
         for (const std::int32_t* i = a; i != e; ++i) {
             const std::int32_t* tri = &m.triangles[3 * *i];
             out[n] = *i;
