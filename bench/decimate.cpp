@@ -347,15 +347,16 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
             });
             print("engine alone, 2 threads", alone, mo);
         }
-        // As the application does it: the cache file read and checked, its bytes parsed in place.
+        // As the application does it: the cache file mapped and checked, its bytes parsed in place.
         Figures replay = best(input, [&](DecimationMesh& out) {
             YDecimatorCacheInfo info;
-            std::vector<std::uint8_t> bytes;
+            std::shared_ptr<const std::uint8_t> bytes;
+            std::size_t size = 0;
             std::string error;
             DecimationOptions t = o;
             t.targetVertices = target;
-            return YDecimatorCacheFile::read(KVString(cachePath().c_str()), info, bytes, error) &&
-                   YDecimatorProgressiveEngine::decimate(std::move(bytes), t, out, {}).ok;
+            return YDecimatorCacheFile::read(KVString(cachePath().c_str()), info, bytes, size, error) &&
+                   YDecimatorProgressiveEngine::decimate(std::move(bytes), size, t, out, {}).ok;
         });
         print("from cache file", replay, mo);
         std::printf("  cache speed-up over engine: x%.1f\n", ours.seconds / replay.seconds);

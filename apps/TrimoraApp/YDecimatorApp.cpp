@@ -486,9 +486,10 @@ void Runner::buildProgressiveTask(const Task& task, const std::string& label) {
 void Runner::decimateProgressiveTask(const Task& task, const std::string& label) {
     m_progress.startStep(("Reading " + label).c_str(), 1);
     YDecimatorCacheInfo info;
-    std::vector<std::uint8_t> bytes;
+    std::shared_ptr<const std::uint8_t> bytes;
+    std::size_t byteCount = 0;
     std::string error;
-    if (!YDecimatorCacheFile::read(KVString(pathInJob(task.input.m_inputFile).c_str()), info, bytes, error))
+    if (!YDecimatorCacheFile::read(KVString(pathInJob(task.input.m_inputFile).c_str()), info, bytes, byteCount, error))
         throw JobFailure(error);
     m_progress.setCount(1);
     m_progress.endStep();
@@ -510,7 +511,7 @@ void Runner::decimateProgressiveTask(const Task& task, const std::string& label)
     const std::string title = "Decimating " + label;
     m_progress.startStep(title.c_str(), info.sourceVertices - options.targetVertices);
     DecimationMesh result;
-    checkResult(YDecimatorProgressiveEngine::decimate(std::move(bytes), options, result, engineCallbacks(title)),
+    checkResult(YDecimatorProgressiveEngine::decimate(std::move(bytes), byteCount, options, result, engineCallbacks(title)),
                 "progressive-mesh decimation");
     m_progress.endStep();
     checkCancel();

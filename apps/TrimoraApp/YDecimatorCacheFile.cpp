@@ -1,6 +1,7 @@
 // YDecimatorCacheFile: a progressive-mesh cache, the 99-byte header followed by the engine's data.
 #include "YDecimatorCacheFile.h"
 
+#include <sys/mman.h>
 #include <sys/stat.h>
 
 #include <cmath>
@@ -135,9 +136,9 @@ bool YDecimatorCacheFile::write(const KVString& path, const YDecimatorCacheInfo&
         error = std::string("cannot create the cache file: ") + path.c_str();
         return false;
     }
-    const KVProgressiveMeshHeader header = toHeader(info, payload.size(), checksum(payload.data(), payload.size()));
+    const KVProgressiveMeshHeader header = toHeader(info, payload.size() + 1, checksum(payload.data(), payload.size()));
     header.write(f);
-    bool ok = std::ftell(f) == KVProgressiveMeshHeader::kSize;
+    bool ok = std::ftell(f) == KVProgressiveMeshHeader::kSize && std::fputc(0, f) == 0;
     if (ok && !payload.empty()) ok = std::fwrite(payload.data(), 1, payload.size(), f) == payload.size();
     if (std::fclose(f) != 0) ok = false;
     if (!ok) {
@@ -147,9 +148,10 @@ bool YDecimatorCacheFile::write(const KVString& path, const YDecimatorCacheInfo&
     return ok;
 }
 
-bool YDecimatorCacheFile::read(const KVString& path, YDecimatorCacheInfo& info, std::vector<std::uint8_t>& payload,
-                               std::string& error) {
-    payload.clear();
+bool YDecimatorCacheFile::read(const KVString& path, YDecimatorCacheInfo& info,
+                               std::shared_ptr<const std::uint8_t>& bytes, std::size_t& byteCount, std::string& error) {
+    bytes.reset();
+    byteCount = 0;
     const KVString valid(path.getValidFilePath());
     struct stat st {};
     if (valid.isEmpty() || stat(valid.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
@@ -163,6 +165,7 @@ bool YDecimatorCacheFile::read(const KVString& path, YDecimatorCacheInfo& info, 
     }
     bool ok = false;
     const std::uint64_t fileSize = static_cast<std::uint64_t>(st.st_size);
+    const std::uint64_t start = KVProgressiveMeshHeader::kSize + 1;  // the engine's bytes, after the pad byte
     std::uint64_t size = 0;
     std::uint32_t sum = 0;
     KVProgressiveMeshHeader header;
@@ -170,23 +173,34 @@ bool YDecimatorCacheFile::read(const KVString& path, YDecimatorCacheInfo& info, 
         error = "progressive-mesh cache shorter than its header";
     } else if (header.read(f), !fromHeader(header, info, size, sum, error)) {
         // error set by fromHeader
-    } else if (size != fileSize - KVProgressiveMeshHeader::kSize) {
+    } else if (size != fileSize - KVProgressiveMeshHeader::kSize || size < 1) {
         error = "progressive-mesh cache truncated or with trailing bytes";
     } else {
-        // The size matched the file on disk, so this allocation is bounded by what the file holds.
-        payload.resize(static_cast<std::size_t>(size));
-        if (size > 0 && std::fread(payload.data(), 1, payload.size(), f) != payload.size()) {
+        // Mapped, not read: the pages come straight from the file cache, where reading tens of
+        // megabytes into fresh memory cost more than the replay. The size matched the file.
+        void* base = mmap(nullptr, static_cast<std::size_t>(fileSize), PROT_READ, MAP_PRIVATE | MAP_POPULATE,
+                          fileno(f), 0);
+        if (base == MAP_FAILED) {
             error = "progressive-mesh cache could not be read whole";
-        } else if (checksum(payload.data(), payload.size()) != sum) {
-            error = "progressive-mesh cache damaged (checksum mismatch)";
         } else {
-            ok = true;
+            const std::size_t length = static_cast<std::size_t>(fileSize);
+            std::shared_ptr<const std::uint8_t> whole(static_cast<const std::uint8_t*>(base),
+                                                      [length](const std::uint8_t* p) {
+                                                          munmap(const_cast<std::uint8_t*>(p), length);
+                                                      });
+            const std::size_t count = static_cast<std::size_t>(fileSize - start);
+            if (whole.get()[KVProgressiveMeshHeader::kSize] != 0) {
+                error = "progressive-mesh cache damaged (pad byte)";
+            } else if (checksum(whole.get() + start, count) != sum) {
+                error = "progressive-mesh cache damaged (checksum mismatch)";
+            } else {
+                bytes = std::shared_ptr<const std::uint8_t>(whole, whole.get() + start);
+                byteCount = count;
+                ok = true;
+            }
         }
     }
     std::fclose(f);
-    if (!ok) {
-        payload.clear();
-        error += std::string(": ") + path.c_str();
-    }
+    if (!ok) error += std::string(": ") + path.c_str();
     return ok;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -45,13 +46,15 @@ public:
     static bool fromHeader(const KVProgressiveMeshHeader& header, YDecimatorCacheInfo& info,
                            std::uint64_t& payloadSize, std::uint32_t& payloadChecksum, std::string& error);
 
-    // Writes header and payload to `path` ("wb"). False, and no file left, on any failure.
+    // Writes the header, a zero byte (so that the engine's bytes lie 4-byte aligned in the file)
+    // and the engine's bytes to `path` ("wb"). False, and no file left, on any failure.
     static bool write(const KVString& path, const YDecimatorCacheInfo& info, const std::vector<std::uint8_t>& payload,
                       std::string& error);
-    // Reads a whole cache. The file is hostile: its size must be exactly the header plus the
-    // payload size the header states, and the payload must match its checksum.
-    static bool read(const KVString& path, YDecimatorCacheInfo& info, std::vector<std::uint8_t>& payload,
-                     std::string& error);
+    // Maps a whole cache and points `bytes` at the engine's bytes in it (the mapping lives as long
+    // as `bytes`). The file is hostile: its size must be exactly the header plus the payload size
+    // the header states, and the engine's bytes must match their checksum.
+    static bool read(const KVString& path, YDecimatorCacheInfo& info, std::shared_ptr<const std::uint8_t>& bytes,
+                     std::size_t& byteCount, std::string& error);
 
     // Enough to catch a truncated or damaged cache (the README gives the definition).
     static std::uint32_t checksum(const std::uint8_t* data, std::size_t size);

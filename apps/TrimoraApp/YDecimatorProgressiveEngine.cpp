@@ -20,11 +20,11 @@ DecimationResult build(const DecimationMesh& mesh, const DecimationOptions& opti
     return result;
 }
 
-DecimationResult decimate(std::vector<std::uint8_t>&& bytes, const DecimationOptions& options,
+DecimationResult decimate(std::shared_ptr<const std::uint8_t> bytes, std::size_t size, const DecimationOptions& options,
                           DecimationMesh& output, const DecimationCallbacks& callbacks) {
     ProgressiveMesh progressive;
     std::string error;
-    if (!progressive.parse(std::move(bytes), &error)) {
+    if (!progressive.parse(std::move(bytes), size, &error)) {
         DecimationResult result;
         result.error = "progressive-mesh data malformed" + (error.empty() ? std::string() : ": " + error);
         return result;

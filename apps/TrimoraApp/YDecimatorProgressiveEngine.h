@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "DecimationEngine.h"
@@ -15,10 +16,10 @@ namespace YDecimatorProgressiveEngine {
 DecimationResult build(const DecimationMesh& mesh, const DecimationOptions& options, std::int64_t minVertices,
                        std::vector<std::uint8_t>& bytes, const DecimationCallbacks& callbacks);
 
-// Takes `bytes` over (no copy: caches run to tens of megabytes), parses them and replays the
-// history to options.targetVertices into `output`; the other options were fixed when the
-// history was built.
-DecimationResult decimate(std::vector<std::uint8_t>&& bytes, const DecimationOptions& options,
+// Parses the `size` bytes at `bytes` where they lie (no copy: caches run to tens of megabytes)
+// and replays the history to options.targetVertices into `output`; the other options were fixed
+// when the history was built.
+DecimationResult decimate(std::shared_ptr<const std::uint8_t> bytes, std::size_t size, const DecimationOptions& options,
                           DecimationMesh& output, const DecimationCallbacks& callbacks);
 
 }  // namespace YDecimatorProgressiveEngine

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "AppTestSupport.h"
@@ -121,15 +122,20 @@ TEST_F(AppErrors, DamagedCache) {
                                  {"EndBatch", ""}}));
     std::string errors;
     ASSERT_EQ(runApp(job(), &errors), 0) << errors;
-    std::string bytes;
-    ASSERT_TRUE(readFile(cache, bytes));
-    ASSERT_GT(bytes.size(), 100u);
-    const std::size_t inPayload = 99 + (bytes.size() - 99) / 2;
-    bytes[inPayload] = static_cast<char>(bytes[inPayload] ^ 0x5A);
-    ASSERT_TRUE(writeFile(cache, bytes));
-    ASSERT_TRUE(writeJob(job(), {{"StartBatch", "Decimate progressive mesh"}, {"InputFile", cache},
-                                 {"OutputFile", out()}, {"DecimationTargetPourcent", "50"}, {"EndBatch", ""}}));
-    expectFailure("damaged");
+    std::string good;
+    ASSERT_TRUE(readFile(cache, good));
+    ASSERT_GT(good.size(), 100u);
+    // The pad byte after the header, and a byte amid the engine's bytes.
+    const std::pair<std::size_t, const char*> damages[] = {{99, "damaged (pad byte)"},
+                                                           {100 + (good.size() - 100) / 2, "damaged (checksum"}};
+    for (const auto& damage : damages) {
+        std::string bytes = good;
+        bytes[damage.first] = static_cast<char>(bytes[damage.first] ^ 0x5A);
+        ASSERT_TRUE(writeFile(cache, bytes));
+        ASSERT_TRUE(writeJob(job(), {{"StartBatch", "Decimate progressive mesh"}, {"InputFile", cache},
+                                     {"OutputFile", out()}, {"DecimationTargetPourcent", "50"}, {"EndBatch", ""}}));
+        expectFailure(damage.second);
+    }
 }
 
 TEST_F(AppErrors, CacheTargetBelowItsMinimum) {

@@ -77,6 +77,9 @@ public:
     bool parse(const std::uint8_t* data, std::size_t size, std::string* error = nullptr);
     // The same, taking the buffer over instead of copying it (`bytes` is left empty).
     bool parse(std::vector<std::uint8_t>&& bytes, std::string* error = nullptr);
+    // The same, reading `size` bytes where they lie (4-byte aligned, such as a mapped file) and
+    // keeping them alive through `bytes`.
+    bool parse(std::shared_ptr<const std::uint8_t> bytes, std::size_t size, std::string* error = nullptr);
 
     // Replays the history to `targetVertices` (clamped to [base, full]) into `output`. Never throws.
     DecimationResult decimate(std::int64_t targetVertices, DecimationMesh& output,

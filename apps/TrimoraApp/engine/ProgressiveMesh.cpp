@@ -1,6 +1,7 @@
 // ProgressiveMesh: a recorded collapse history, its byte layout, and replay to any vertex count.
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <type_traits>
 
@@ -54,10 +55,21 @@ void put(std::vector<std::uint8_t>& out, const T* data, std::size_t count) {
 
 }  // namespace
 
-// The history lives in its serialised bytes; the views point into them (a vector's storage stays
-// put when the Data moves, and operator new aligns it for every record type).
+namespace {
+
+// A byte vector kept alive by the pointer into it.
+std::shared_ptr<const std::uint8_t> holding(std::vector<std::uint8_t>&& bytes) {
+    auto kept = std::make_shared<std::vector<std::uint8_t>>(std::move(bytes));
+    return std::shared_ptr<const std::uint8_t>(kept, kept->data());
+}
+
+}  // namespace
+
+// The history lives in its serialised bytes (a vector of ours, or a cache file mapped by the
+// application); the views point into them.
 struct ProgressiveMesh::Data {
-    std::vector<std::uint8_t> bytes;
+    std::shared_ptr<const std::uint8_t> bytes;
+    std::size_t size = 0;
     std::size_t V = 0, T = 0, W = 0, K = 0, S = 0;
     const KVVector3f* positions = nullptr;
     const std::uint32_t* colors = nullptr;     // null without colours
@@ -73,14 +85,15 @@ struct ProgressiveMesh::Data {
 };
 
 bool ProgressiveMesh::Data::index(const char*& why) {
-    const std::uint8_t* p = bytes.data();
-    std::size_t left = bytes.size();
+    const std::uint8_t* p = bytes.get();
+    std::size_t left = size;
     auto fail = [&](const char* w) {
         why = w;
         return false;
     };
     std::uint32_t head[8];
     if (left < sizeof head) return fail("truncated header");
+    if (reinterpret_cast<std::uintptr_t>(p) % alignof(std::uint32_t) != 0) return fail("bytes not 4-byte aligned");
     std::memcpy(head, p, sizeof head);
     if (head[0] != kMagic) return fail("not a progressive mesh");
     if (head[1] != kVersion) return fail("unknown version");
@@ -159,7 +172,7 @@ std::int64_t ProgressiveMesh::baseVertexCount() const { return m_data ? std::int
 bool ProgressiveMesh::serialize(std::vector<std::uint8_t>& buffer) const {
     if (!m_data) return false;
     try {
-        buffer.insert(buffer.end(), m_data->bytes.begin(), m_data->bytes.end());
+        buffer.insert(buffer.end(), m_data->bytes.get(), m_data->bytes.get() + m_data->size);
         return true;
     } catch (...) {
         return false;
@@ -184,8 +197,20 @@ bool ProgressiveMesh::parse(const std::uint8_t* data, std::size_t size, std::str
 bool ProgressiveMesh::parse(std::vector<std::uint8_t>&& bytes, std::string* error) {
     m_data.reset();
     try {
+        const std::size_t size = bytes.size();
+        return parse(holding(std::move(bytes)), size, error);
+    } catch (...) {
+        if (error) *error = "out of memory";
+        return false;
+    }
+}
+
+bool ProgressiveMesh::parse(std::shared_ptr<const std::uint8_t> bytes, std::size_t size, std::string* error) {
+    m_data.reset();
+    try {
         auto d = std::make_unique<Data>();
         d->bytes = std::move(bytes);
+        d->size = d->bytes ? size : 0;
         const char* why = nullptr;
         if (!d->index(why)) {
             if (error) *error = why;
@@ -292,7 +317,7 @@ DecimationResult buildProgressiveMesh(const DecimationMesh& input, const Decimat
         if (!buildWorkMesh(input, options, work, result.error)) return result;
         // The full mesh goes into the bytes before the collapses change it.
         auto d = std::make_unique<ProgressiveMesh::Data>();
-        std::vector<std::uint8_t>& out = d->bytes;
+        std::vector<std::uint8_t> out;
         const std::uint32_t flags = (work.wedges.empty() ? 0 : kFlagUVs) | (work.colors.empty() ? 0 : kFlagColors) |
                                     (work.mask.empty() ? 0 : kFlagMask);
         std::uint32_t head[8] = {kMagic, kVersion, flags, std::uint32_t(work.positions.size()),
@@ -312,6 +337,8 @@ DecimationResult buildProgressiveMesh(const DecimationMesh& input, const Decimat
         std::memcpy(out.data() + 24, counts, sizeof counts);
         put(out, log.steps.data(), log.steps.size());
         put(out, log.wedgeSteps.data(), log.wedgeSteps.size());
+        d->size = out.size();
+        d->bytes = holding(std::move(out));
         const char* why = nullptr;
         if (!d->index(why)) {
             result = DecimationResult();
