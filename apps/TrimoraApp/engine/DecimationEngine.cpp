@@ -178,21 +178,15 @@ bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options
         // Wedges: a vertex's corners with bit-identical UVs share one. Corners are grouped by vertex
         // (a counting sort) and each compares against the few wedges its vertex has so far, so a
         // vertex's wedges get consecutive ids.
-        const std::size_t corners3 = corners.size();
-        std::vector<std::uint32_t> start(std::size_t(used) + 1, 0), byVertex(corners3);
-        for (std::int32_t v : mesh.triangles) ++start[std::size_t(v) + 1];
-        for (std::size_t v = 0; v < std::size_t(used); ++v) start[v + 1] += start[v];
-        {
-            std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
-            for (std::size_t i = 0; i < corners3; ++i) byVertex[fill[std::size_t(mesh.triangles[i])]++] = std::uint32_t(i);
-        }
+        std::vector<std::uint32_t> start, byVertex;
+        groupByKey(mesh.triangles, std::size_t(used), start, byVertex);
         auto bitsOf = [&](std::uint32_t corner) {
             std::uint64_t b;
             std::memcpy(&b, &input.cornerUVs[std::size_t(corners[corner])], sizeof b);
             return b;
         };
         static_assert(sizeof(KVVector2f) == sizeof(std::uint64_t), "a UV is compared as one 64-bit word");
-        mesh.wedges.resize(corners3);
+        mesh.wedges.resize(corners.size());
         mesh.wedgeUVs.clear();
         mesh.wedgeUVs.reserve(std::size_t(used) + std::size_t(used) / 4);
         std::vector<std::uint64_t> seen;  // the current vertex's wedge UVs, as bits

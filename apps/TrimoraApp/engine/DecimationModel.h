@@ -9,6 +9,20 @@
 
 namespace trimora_decimation {
 
+// A counting sort: the indices of `keys` grouped by key (each below keyCount), in index order
+// within a group; group k is order[start[k], start[k + 1]). Vertex fans, a vertex's corners and a
+// block's triangles are all gathered this way.
+template <class Key>
+void groupByKey(const std::vector<Key>& keys, std::size_t keyCount, std::vector<std::uint32_t>& start,
+                std::vector<std::uint32_t>& order) {
+    start.assign(keyCount + 1, 0);
+    for (Key k : keys) ++start[std::size_t(k) + 1];
+    for (std::size_t k = 0; k < keyCount; ++k) start[k + 1] += start[k];
+    order.resize(keys.size());
+    std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
+    for (std::size_t i = 0; i < keys.size(); ++i) order[fill[std::size_t(keys[i])]++] = std::uint32_t(i);
+}
+
 // One vertex per distinct position; corners name a wedge (vertex + UV) when UVs are carried.
 struct WorkMesh {
     std::vector<KVVector3f> positions;

@@ -32,12 +32,8 @@ double distance2(const KVVector3f& a, const Normal& c) {
 struct Fans {
     std::vector<std::uint32_t> start, tris;
     void build(const std::vector<std::uint32_t>& triangles, std::size_t vertices) {
-        start.assign(vertices + 1, 0);
-        for (std::uint32_t v : triangles) ++start[v + 1];
-        for (std::size_t v = 0; v < vertices; ++v) start[v + 1] += start[v];
-        tris.resize(triangles.size());
-        std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
-        for (std::size_t i = 0; i < triangles.size(); ++i) tris[fill[triangles[i]]++] = std::uint32_t(i / 3);
+        groupByKey(triangles, vertices, start, tris);
+        for (std::uint32_t& corner : tris) corner /= 3;
     }
 };
 
@@ -484,11 +480,8 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
     std::vector<Block> blocks(static_cast<std::size_t>(blockCount));
     {
         // Triangles grouped by block (a counting sort), so that each block reads only its own.
-        std::vector<std::uint32_t> start(std::size_t(blockCount) + 1, 0), order(count);
-        for (std::uint8_t b : blockOf) ++start[std::size_t(b) + 1];
-        for (int b = 0; b < blockCount; ++b) start[std::size_t(b) + 1] += start[std::size_t(b)];
-        std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
-        for (std::size_t t = 0; t < count; ++t) order[fill[blockOf[t]]++] = std::uint32_t(t);
+        std::vector<std::uint32_t> start, order;
+        groupByKey(blockOf, std::size_t(blockCount), start, order);
         std::vector<std::uint32_t> local(vertices, ~0u);
         for (int b = 0; b < blockCount; ++b) {
             Block& block = blocks[std::size_t(b)];

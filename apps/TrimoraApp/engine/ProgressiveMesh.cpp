@@ -53,10 +53,6 @@ void put(std::vector<std::uint8_t>& out, const T* data, std::size_t count) {
     out.insert(out.end(), b, b + count * sizeof(T));
 }
 
-}  // namespace
-
-namespace {
-
 // A byte vector kept alive by the pointer into it.
 std::shared_ptr<const std::uint8_t> holding(std::vector<std::uint8_t>&& bytes) {
     auto kept = std::make_shared<std::vector<std::uint8_t>>(std::move(bytes));
