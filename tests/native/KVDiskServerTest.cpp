@@ -12,10 +12,6 @@
 
 #include "NativeTestSupport.h"
 
-using nativetest::readBytes;
-using nativetest::writeBytes;
-using nativetest::writeText;
-
 namespace {
 
 KVString ks(const std::string& s) { return KVString(s.c_str()); }
@@ -27,7 +23,7 @@ protected:
 
     // A source file and a folder at mode 0555 that the unprivileged user owns (root cannot be refused).
     void makeProtectedFolder(const std::string& folder, const std::string& source) {
-        ASSERT_TRUE(writeText(source, "abc"));
+        ASSERT_TRUE(writeFile(source, "abc"));
         ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
         if (geteuid() == 0) {
             ASSERT_EQ(chmod(m_tmp.path().c_str(), 0755), 0);
@@ -43,9 +39,9 @@ protected:
 TEST_F(KVDiskServerTest, ExistenceDeletionAndPrefixedPaths) {
     const std::string file = m_tmp / "a.txt";
     const std::string folder = m_tmp / "full";
-    ASSERT_TRUE(writeText(file, "x"));
+    ASSERT_TRUE(writeFile(file, "x"));
     ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
-    ASSERT_TRUE(writeText(folder + "/inside.txt", "x"));
+    ASSERT_TRUE(writeFile(folder + "/inside.txt", "x"));
     EXPECT_TRUE(KVDiskServer::fileExists(ks(file)));
     EXPECT_TRUE(KVDiskServer::fileExists(ks("Macintosh HD:" + file)));
     EXPECT_TRUE(KVDiskServer::fileExists(ks("!:" + file)));
@@ -66,7 +62,7 @@ TEST_F(KVDiskServerTest, ExistenceDeletionAndPrefixedPaths) {
 TEST_F(KVDiskServerTest, RenameTakesTheNewPathAsGiven) {
     const std::string from = m_tmp / "old.txt";
     const std::string to = m_tmp / "new.txt";
-    ASSERT_TRUE(writeText(from, "content"));
+    ASSERT_TRUE(writeFile(from, "content"));
     EXPECT_TRUE(KVDiskServer::renameFile(ks("file:" + from), ks(to)));
     EXPECT_EQ(nativetest::readText(to), "content");
     EXPECT_FALSE(KVDiskServer::renameFile(ks(to), ks("file:" + from)));  // names no existing folder
@@ -104,12 +100,12 @@ TEST_F(KVDiskServerTest, CopyIsByteExactAcrossBufferEdgesAndTruncatesTheTarget) 
     for (std::size_t size : {std::size_t(0), std::size_t(1048576), std::size_t(2 * 1048576 + 12345)}) {
         const std::string source = m_tmp / "src.bin";
         const std::string target = m_tmp / "copy of src.bin";
-        const std::vector<unsigned char> data = nativetest::patternBytes(size, 7);
-        ASSERT_TRUE(writeBytes(source, data));
-        ASSERT_TRUE(writeText(target, std::string(3 * 1048576, 'z')));  // longer: must be cut
+        const std::string data = nativetest::patternBytes(size, 7);
+        ASSERT_TRUE(writeFile(source, data));
+        ASSERT_TRUE(writeFile(target, std::string(3 * 1048576, 'z')));  // longer: must be cut
         EXPECT_TRUE(KVDiskServer::copyFile(ks("!:" + source), ks("file:" + target)));
-        std::vector<unsigned char> copied;
-        ASSERT_TRUE(readBytes(target, copied));
+        std::string copied;
+        ASSERT_TRUE(readFile(target, copied));
         EXPECT_TRUE(copied == data) << size;
     }
 }
@@ -117,7 +113,7 @@ TEST_F(KVDiskServerTest, CopyIsByteExactAcrossBufferEdgesAndTruncatesTheTarget) 
 TEST_F(KVDiskServerTest, FailedCopiesCreateNothing) {
     const std::string source = m_tmp / "s.bin";
     const std::string target = m_tmp / "t.bin";
-    ASSERT_TRUE(writeText(source, "abc"));
+    ASSERT_TRUE(writeFile(source, "abc"));
     EXPECT_FALSE(KVDiskServer::copyFile(ks(m_tmp / "missing.bin"), ks(target)));
     EXPECT_FALSE(KVDiskServer::copyFile(ks(m_tmp.path()), ks(target)));  // a folder as source
     EXPECT_FALSE(KVDiskServer::copyFile(KVString(), ks(target)));
@@ -168,7 +164,7 @@ TEST_F(KVDiskServerTest, CopyIntoForeignProtectedFolderFails) {
     if (geteuid() != 0) GTEST_SKIP() << "needs root to create a folder owned by someone else";
     const std::string source = m_tmp / "source.bin";
     const std::string folder = m_tmp / "foreign";
-    ASSERT_TRUE(writeText(source, "abc"));
+    ASSERT_TRUE(writeFile(source, "abc"));
     ASSERT_EQ(chmod(m_tmp.path().c_str(), 0755), 0);
     ASSERT_EQ(chmod(source.c_str(), 0644), 0);
     ASSERT_EQ(mkdir(folder.c_str(), 0555), 0);
@@ -199,7 +195,7 @@ TEST_F(KVDiskServerTest, FoldersAndModes) {
     EXPECT_FALSE(KVDiskServer::createFolder(ks("file:" + (m_tmp / "p"))));  // path as given
 
     const std::string file = m_tmp / "m.txt";
-    ASSERT_TRUE(writeText(file, "x"));
+    ASSERT_TRUE(writeFile(file, "x"));
     EXPECT_EQ(KVDiskServer::setMode(ks(file), 0640), 0);
     EXPECT_EQ(KVDiskServer::getMode(ks(file)), S_IFREG | 0640);
     EXPECT_EQ(KVDiskServer::getMode(ks(m_tmp / "missing")), 0);

@@ -13,8 +13,6 @@
 
 #include "NativeTestSupport.h"
 
-using nativetest::TempFolder;
-
 namespace {
 
 std::string modulePath() { return nativetest::executableFolder() + "/trimora_symtest.so"; }
@@ -24,11 +22,8 @@ bool contains(const std::vector<std::string>& names, const std::string& name) {
 }
 
 // Writes `bytes` to `path` and lists it.
-bool listFile(const std::string& path, const std::vector<unsigned char>& bytes, std::vector<std::string>& names) {
-    if (!nativetest::writeBytes(path, bytes)) {
-        ADD_FAILURE() << "cannot write " << path;
-        return false;
-    }
+bool listFile(const std::string& path, const std::string& bytes, std::vector<std::string>& names) {
+    EXPECT_TRUE(writeFile(path, bytes)) << path;
     return KVModuleSymbols::listExportedDefinedSymbols(path, names);
 }
 
@@ -36,17 +31,17 @@ class KVModuleSymbolsTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(m_tmp.ok());
-        ASSERT_TRUE(nativetest::readBytes(modulePath(), m_module) && !m_module.empty())
+        ASSERT_TRUE(readFile(modulePath(), m_module) && !m_module.empty())
             << "helper module missing: " << modulePath();
     }
 
     // Writes `bytes` to a scratch file and lists it.
-    bool listBytes(const std::vector<unsigned char>& bytes, std::vector<std::string>& names) {
+    bool listBytes(const std::string& bytes, std::vector<std::string>& names) {
         return listFile(m_tmp / "scratch.so", bytes, names);
     }
 
     TempFolder m_tmp;
-    std::vector<unsigned char> m_module;
+    std::string m_module;
 };
 
 TEST_F(KVModuleSymbolsTest, ListsDefaultVisibleDefinitionsOnly) {
@@ -60,25 +55,19 @@ TEST_F(KVModuleSymbolsTest, ListsDefaultVisibleDefinitionsOnly) {
     EXPECT_FALSE(contains(names, ""));
 }
 
-TEST_F(KVModuleSymbolsTest, MissingAndGarbageFilesFail) {
+TEST_F(KVModuleSymbolsTest, MissingGarbageAndTruncatedFilesFail) {
     std::vector<std::string> names = {"kept"};
     EXPECT_FALSE(KVModuleSymbols::listExportedDefinedSymbols(m_tmp / "missing.so", names));
     EXPECT_FALSE(KVModuleSymbols::listExportedDefinedSymbols(m_tmp.path(), names));
     EXPECT_EQ(names, std::vector<std::string>{"kept"});  // untouched on failure
     EXPECT_FALSE(listBytes({}, names));
-    std::vector<unsigned char> magicThenGarbage = nativetest::patternBytes(4096, 2);
-    std::memcpy(magicThenGarbage.data(), ELFMAG, SELFMAG);
+    std::string magicThenGarbage = nativetest::patternBytes(4096, 2);
+    std::memcpy(&magicThenGarbage[0], ELFMAG, SELFMAG);
     EXPECT_FALSE(listBytes(magicThenGarbage, names));
-}
-
-TEST_F(KVModuleSymbolsTest, TruncatedModulesFail) {
     // Every length of the hand-built images fails below; here a few cuts of a real linker's layout.
     for (std::size_t n : {std::size_t(EI_NIDENT), sizeof(Elf64_Ehdr), m_module.size() / 2,
-                          m_module.size() - sizeof(Elf64_Shdr), m_module.size() - 1}) {
-        std::vector<std::string> names;
-        const std::vector<unsigned char> cut(m_module.begin(), m_module.begin() + static_cast<std::ptrdiff_t>(n));
-        EXPECT_FALSE(listBytes(cut, names)) << "cut at " << n << " of " << m_module.size();
-    }
+                          m_module.size() - sizeof(Elf64_Shdr), m_module.size() - 1})
+        EXPECT_FALSE(listBytes(m_module.substr(0, n), names)) << "cut at " << n << " of " << m_module.size();
 }
 
 // Patches one field of the real module and expects a clean refusal.
@@ -89,8 +78,8 @@ TEST_F(KVModuleSymbolsTest, CorruptedHeadersFail) {
     std::memcpy(&eh, m_module.data(), sizeof eh);
 
     auto patched = [&](std::size_t offset, const void* value, std::size_t size) {
-        std::vector<unsigned char> copy = m_module;
-        std::memcpy(copy.data() + offset, value, size);
+        std::string copy = m_module;
+        std::memcpy(&copy[offset], value, size);
         return copy;
     };
     std::vector<std::string> names;
@@ -154,7 +143,7 @@ const std::vector<std::string> kExpected = {"exported_func", "weak_object", "pro
 
 template <typename Ehdr, typename Shdr, typename Sym>
 struct Image {
-    std::vector<unsigned char> bytes;
+    std::string bytes;
     std::size_t shoff = 0;
     std::size_t symoff = 0;
     std::size_t stroff = 0;
@@ -184,7 +173,7 @@ Image<Ehdr, Shdr, Sym> buildImage(unsigned char elfClass) {
     image.strsize = strings.size();
     image.symoff = (image.stroff + strings.size() + 7) & ~std::size_t(7);
     image.shoff = (image.symoff + syms.size() * sizeof(Sym) + 7) & ~std::size_t(7);
-    image.bytes.assign(image.shoff + 3 * sizeof(Shdr), 0);
+    image.bytes.assign(image.shoff + 3 * sizeof(Shdr), '\0');
 
     Ehdr eh;
     std::memset(&eh, 0, sizeof eh);
@@ -199,9 +188,9 @@ Image<Ehdr, Shdr, Sym> buildImage(unsigned char elfClass) {
     eh.e_shoff = image.shoff;
     eh.e_shentsize = sizeof(Shdr);
     eh.e_shnum = 3;
-    std::memcpy(image.bytes.data(), &eh, sizeof eh);
-    std::memcpy(image.bytes.data() + image.stroff, strings.data(), strings.size());
-    std::memcpy(image.bytes.data() + image.symoff, syms.data(), syms.size() * sizeof(Sym));
+    std::memcpy(&image.bytes[0], &eh, sizeof eh);
+    std::memcpy(&image.bytes[0] + image.stroff, strings.data(), strings.size());
+    std::memcpy(&image.bytes[0] + image.symoff, syms.data(), syms.size() * sizeof(Sym));
 
     Shdr sh[3];
     std::memset(sh, 0, sizeof sh);
@@ -213,53 +202,47 @@ Image<Ehdr, Shdr, Sym> buildImage(unsigned char elfClass) {
     sh[2].sh_type = SHT_STRTAB;
     sh[2].sh_offset = image.stroff;
     sh[2].sh_size = strings.size();
-    std::memcpy(image.bytes.data() + image.shoff, sh, sizeof sh);
+    std::memcpy(&image.bytes[0] + image.shoff, sh, sizeof sh);
     return image;
+}
+
+// A copy of `bytes` with the record of type T at `offset` changed by `edit`.
+template <typename T, typename Edit>
+std::string patched(const std::string& bytes, std::size_t offset, Edit edit) {
+    std::string copy = bytes;
+    T record;
+    std::memcpy(&record, &copy[offset], sizeof record);
+    edit(record);
+    std::memcpy(&copy[offset], &record, sizeof record);
+    return copy;
 }
 
 template <typename Ehdr, typename Shdr, typename Sym>
 void checkHandBuilt(const std::string& scratch, unsigned char elfClass) {
     const Image<Ehdr, Shdr, Sym> image = buildImage<Ehdr, Shdr, Sym>(elfClass);
+    const std::size_t firstSym = image.symoff + sizeof(Sym), strHeader = image.shoff + 2 * sizeof(Shdr);
     std::vector<std::string> names;
     ASSERT_TRUE(listFile(scratch, image.bytes, names));
     EXPECT_EQ(names, kExpected);
 
     // A name offset past the string table.
-    std::vector<unsigned char> badName = image.bytes;
-    Sym s;
-    std::memcpy(&s, badName.data() + image.symoff + sizeof(Sym), sizeof s);
-    s.st_name = static_cast<decltype(s.st_name)>(image.strsize + 100);
-    std::memcpy(badName.data() + image.symoff + sizeof(Sym), &s, sizeof s);
-    EXPECT_FALSE(listFile(scratch, badName, names));
+    const auto nameAt = [](std::size_t at) { return [at](Sym& s) { s.st_name = static_cast<decltype(s.st_name)>(at); }; };
+    EXPECT_FALSE(listFile(scratch, patched<Sym>(image.bytes, firstSym, nameAt(image.strsize + 100)), names));
 
-    // The string table shortened by its final NUL (that of "file_sym", listed last).
-    std::vector<unsigned char> unterminated = image.bytes;
-    Shdr strHeader;
-    std::memcpy(&strHeader, unterminated.data() + image.shoff + 2 * sizeof(Shdr), sizeof strHeader);
-    strHeader.sh_size -= 1;
-    std::memcpy(unterminated.data() + image.shoff + 2 * sizeof(Shdr), &strHeader, sizeof strHeader);
-    // A FILE symbol is skipped before its name is read, so the image is still accepted...
+    // The string table shortened by its final NUL (that of "file_sym", listed last): a FILE symbol
+    // is skipped before its name is read, so the image is still accepted...
+    const std::string unterminated = patched<Shdr>(image.bytes, strHeader, [](Shdr& h) { h.sh_size -= 1; });
     EXPECT_TRUE(listFile(scratch, unterminated, names));
     EXPECT_EQ(names, kExpected);
-    // ...but an exported name that runs off the end of the table is refused.
-    std::memcpy(&s, unterminated.data() + image.symoff + sizeof(Sym), sizeof s);
-    s.st_name = static_cast<decltype(s.st_name)>(image.strsize - 3);  // "ym", its NUL now outside
-    std::memcpy(unterminated.data() + image.symoff + sizeof(Sym), &s, sizeof s);
-    EXPECT_FALSE(listFile(scratch, unterminated, names));
+    // ...but an exported name that runs off the end of the table ("ym", its NUL now outside) is refused.
+    EXPECT_FALSE(listFile(scratch, patched<Sym>(unterminated, firstSym, nameAt(image.strsize - 3)), names));
 
     // The string-table link pointing at a section that is not a string table.
-    std::vector<unsigned char> badLink = image.bytes;
-    Shdr symHeader;
-    std::memcpy(&symHeader, badLink.data() + image.shoff + sizeof(Shdr), sizeof symHeader);
-    symHeader.sh_link = 1;
-    std::memcpy(badLink.data() + image.shoff + sizeof(Shdr), &symHeader, sizeof symHeader);
-    EXPECT_FALSE(listFile(scratch, badLink, names));
+    EXPECT_FALSE(listFile(scratch, patched<Shdr>(image.bytes, image.shoff + sizeof(Shdr), [](Shdr& h) { h.sh_link = 1; }), names));
 
     // Every truncation fails.
-    for (std::size_t n = 0; n < image.bytes.size(); ++n) {
-        const std::vector<unsigned char> cut(image.bytes.begin(), image.bytes.begin() + static_cast<std::ptrdiff_t>(n));
-        EXPECT_FALSE(listFile(scratch, cut, names)) << "cut at " << n;
-    }
+    for (std::size_t n = 0; n < image.bytes.size(); ++n)
+        EXPECT_FALSE(listFile(scratch, image.bytes.substr(0, n), names)) << "cut at " << n;
 }
 
 TEST(KVModuleSymbolsHandBuiltTest, BothClassesListTheRightSymbols) {

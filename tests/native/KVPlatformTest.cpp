@@ -20,8 +20,6 @@
 
 #include "NativeTestSupport.h"
 
-using nativetest::TempFolder;
-
 namespace {
 
 KVString ks(const std::string& s) { return KVString(s.c_str()); }
@@ -169,7 +167,7 @@ TEST_F(KVPlatformLaunchTest, OneArgumentInANewSessionAndReaped) {
 
 TEST_F(KVPlatformLaunchTest, MissingOrNonExecutableApplicationFails) {
     const std::string plain = m_tmp / "plain";
-    ASSERT_TRUE(nativetest::writeText(plain, "#!/bin/sh\nexit 0\n"));
+    ASSERT_TRUE(writeFile(plain, "#!/bin/sh\nexit 0\n"));
     ASSERT_EQ(chmod(plain.c_str(), 0644), 0);
     for (const std::string& app : {plain, m_tmp.path(), m_tmp / "NoSuchTrimoraApp", std::string()})
         EXPECT_FALSE(KVPlatform::launchApplication(ks(app), ks(m_tmp / "a.cfg"))) << app;

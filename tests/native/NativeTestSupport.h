@@ -1,8 +1,7 @@
-// Helpers for the native tests: a temporary folder removed at the end, small file utilities,
-// the folder of the running test executable, and running a check as the unprivileged user.
+// Helpers for the native tests: pattern bytes, the folder of the running test executable (read
+// here, not through the code under test), and running a check as the unprivileged user.
 #pragma once
 
-#include <ftw.h>
 #include <grp.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -12,53 +11,26 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <vector>
 
 #include "PluginHost.h"
 
 namespace nativetest {
 
-// The test host's temporary folder: removed with everything in it, protected folders included.
-using TempFolder = ::TempFolder;
-
-inline bool writeBytes(const std::string& path, const std::vector<unsigned char>& bytes) {
-    FILE* f = std::fopen(path.c_str(), "wb");
-    if (f == nullptr) return false;
-    const bool ok = bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
-    return std::fclose(f) == 0 && ok;
-}
-
-inline bool writeText(const std::string& path, const std::string& text) {
-    return writeBytes(path, std::vector<unsigned char>(text.begin(), text.end()));
-}
-
-inline bool readBytes(const std::string& path, std::vector<unsigned char>& bytes) {
-    bytes.clear();
-    FILE* f = std::fopen(path.c_str(), "rb");
-    if (f == nullptr) return false;
-    unsigned char chunk[65536];
-    std::size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) bytes.insert(bytes.end(), chunk, chunk + n);
-    const bool ok = !std::ferror(f);
-    std::fclose(f);
-    return ok;
-}
-
+// A file's bytes, empty when it cannot be read.
 inline std::string readText(const std::string& path) {
-    std::vector<unsigned char> bytes;
-    readBytes(path, bytes);
-    return std::string(bytes.begin(), bytes.end());
+    std::string bytes;
+    return readFile(path, bytes) ? bytes : std::string();
 }
 
 // Deterministic pseudo-random bytes.
-inline std::vector<unsigned char> patternBytes(std::size_t size, unsigned seed) {
-    std::vector<unsigned char> bytes(size);
+inline std::string patternBytes(std::size_t size, unsigned seed) {
+    std::string bytes(size, '\0');
     unsigned x = seed * 2654435761u + 1u;
     for (std::size_t i = 0; i < size; ++i) {
         x ^= x << 13;
         x ^= x >> 17;
         x ^= x << 5;
-        bytes[i] = static_cast<unsigned char>(x >> 11);
+        bytes[i] = static_cast<char>(x >> 11);
     }
     return bytes;
 }
