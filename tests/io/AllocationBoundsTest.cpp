@@ -50,7 +50,7 @@ std::vector<std::uint32_t> hostileLengths(std::uint32_t payload, std::uint32_t c
 class AllocationBounds : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(dir.ok()); }
-    keltest::TempFolder dir;
+    TempFolder dir;
 };
 
 // Runs `read` with the peak reset, and checks the peak above what was held before.

@@ -24,7 +24,7 @@ protected:
         return KVString(path.c_str());
     }
     void SetUp() override { ASSERT_TRUE(dir.ok()); }
-    keltest::TempFolder dir;
+    TempFolder dir;
 };
 
 // Runs every reader on the file; each must report the file as read (its header is valid).

@@ -146,7 +146,7 @@ protected:
         EXPECT_TRUE(b.save(path));
         return path;
     }
-    keltest::TempFolder dir;
+    TempFolder dir;
 };
 
 }  // namespace

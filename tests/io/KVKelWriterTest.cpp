@@ -39,31 +39,39 @@ std::vector<std::uint32_t> tagsOf(const std::string& path) {
 
 }  // namespace
 
-TEST(KelWriter, MinimalMeshHasPointsFacesAndEnd) {
-    keltest::TempFolder dir;
-    ASSERT_TRUE(dir.ok());
+class KelWriter : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(dir.ok()); }
+    TempFolder dir;
+};
+
+TEST_F(KelWriter, MinimalAndEmptyMeshesHavePointsFacesAndEnd) {
     const std::string path = dir / "mesh.kel";
+    const KVString p(path.c_str());
     const KVKelMesh m = quadAndTriangle();
-    ASSERT_TRUE(KVKelWriter::writeFile(KVString(path.c_str()), m));
+    ASSERT_TRUE(KVKelWriter::writeFile(p, m));
     EXPECT_EQ((std::vector<std::uint32_t>{K::kTagPoints, K::kTagFace4, 0}), tagsOf(path));
     EXPECT_EQ(32u + 16 + 48 + 16 + 32 + 16, keltest::load(path).size());
 
     KVArray<KVVector3f> points;
     KVArray<int> faces;
     bool hasUV = true;
-    ASSERT_TRUE(K::readVertexAndFace4Blocs(KVString(path.c_str()), points, faces));
+    ASSERT_TRUE(K::readVertexAndFace4Blocs(p, points, faces));
     EXPECT_EQ(0, std::memcmp(points.getData(), m.points.getData(), 48));
     EXPECT_EQ(keltest::toVector(m.faces), keltest::toVector(faces));
-    ASSERT_TRUE(K::readFace4Bloc(KVString(path.c_str()), faces, hasUV));
+    ASSERT_TRUE(K::readFace4Bloc(p, faces, hasUV));
     EXPECT_FALSE(hasUV);
     BBox box;
-    ASSERT_TRUE(K::readBBox(KVString(path.c_str()), box));
+    ASSERT_TRUE(K::readBBox(p, box));
     EXPECT_EQ(2.0f, box.max.z);
+
+    ASSERT_TRUE(KVKelWriter::writeFile(p, KVKelMesh()));
+    EXPECT_EQ((std::vector<std::uint32_t>{K::kTagPoints, K::kTagFace4, 0}), tagsOf(path));
+    EXPECT_TRUE(K::readBBox(p, box));
+    EXPECT_TRUE(box.isEmpty());
 }
 
-TEST(KelWriter, FullMeshRoundTripsEveryBlock) {
-    keltest::TempFolder dir;
-    ASSERT_TRUE(dir.ok());
+TEST_F(KelWriter, FullMeshRoundTripsEveryBlock) {
     const std::string path = dir / "full.kel";
     KVKelMesh m = quadAndTriangle();
     for (int i = 0; i < 8; ++i) m.uvs.add(KVVector2f{i * 0.125f, 1.0f - i * 0.125f});
@@ -89,26 +97,21 @@ TEST(KelWriter, FullMeshRoundTripsEveryBlock) {
     EXPECT_EQ(keltest::toVector(m.mask), keltest::toVector(mask));
 }
 
-TEST(KelWriter, InconsistentMeshesWriteNothing) {
-    keltest::TempFolder dir;
-    ASSERT_TRUE(dir.ok());
+TEST_F(KelWriter, InconsistentMeshesAndFailedWritesLeaveNoFile) {
     const std::string path = dir / "bad.kel";
-    KVKelMesh ragged = quadAndTriangle();
+    KVKelMesh ragged = quadAndTriangle(), badUVs = ragged, badMask = ragged, badColors = ragged;
     ragged.faces.add(1);
-    KVKelMesh badUVs = quadAndTriangle();
     badUVs.uvs.add(KVVector2f{0, 0});
-    KVKelMesh badMask = quadAndTriangle();
     badMask.mask.add(1);
-    KVKelMesh badColors = quadAndTriangle();
     badColors.colors = KVArray<unsigned int>(5, 0u);
     for (const KVKelMesh* m : {&ragged, &badUVs, &badMask, &badColors}) {
         EXPECT_FALSE(KVKelWriter::writeFile(KVString(path.c_str()), *m));
-        EXPECT_FALSE(keltest::exists(path));
+        EXPECT_FALSE(pathExists(path));
     }
     // A write that fails half-way leaves no file either.
     const std::string missingFolder = dir / "none/x.kel";
     EXPECT_FALSE(KVKelWriter::writeFile(KVString(missingFolder.c_str()), quadAndTriangle()));
-    EXPECT_FALSE(keltest::exists(missingFolder));
+    EXPECT_FALSE(pathExists(missingFolder));
     KVKelMesh big;
     big.points = KVArray<KVVector3f>(100000);
     {
@@ -116,16 +119,5 @@ TEST(KelWriter, InconsistentMeshesWriteNothing) {
         ASSERT_TRUE(limit.ok());
         EXPECT_FALSE(KVKelWriter::writeFile(KVString(path.c_str()), big));
     }
-    EXPECT_FALSE(keltest::exists(path));
-}
-
-TEST(KelWriter, EmptyMeshIsAValidFile) {
-    keltest::TempFolder dir;
-    ASSERT_TRUE(dir.ok());
-    const std::string path = dir / "empty.kel";
-    ASSERT_TRUE(KVKelWriter::writeFile(KVString(path.c_str()), KVKelMesh()));
-    EXPECT_EQ((std::vector<std::uint32_t>{K::kTagPoints, K::kTagFace4, 0}), tagsOf(path));
-    BBox box;
-    EXPECT_TRUE(K::readBBox(KVString(path.c_str()), box));
-    EXPECT_TRUE(box.isEmpty());
+    EXPECT_FALSE(pathExists(path));
 }

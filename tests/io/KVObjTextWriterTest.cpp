@@ -65,10 +65,87 @@ std::vector<float> cornerValues() {
     return v;
 }
 
+// What the writer must produce, built with the C library.
+std::string referenceVertex(const KVVector3f& p) {
+    char buf[256];
+    std::snprintf(buf, sizeof(buf), "v %.9f %.9f %.9f\n", double(p.x), double(p.y), double(p.z));
+    return buf;
+}
+
+std::string referenceUV(const KVVector2f& t) {
+    char buf[256];
+    std::snprintf(buf, sizeof(buf), "vt %.9f %.9f\n", double(t.u), double(t.v));
+    return buf;
+}
+
+std::string referenceFaces(const std::vector<int>& idx, int vo, bool uv, int uo) {
+    std::string out;
+    char buf[256];
+    for (std::size_t k = 0; k < idx.size() / 4; ++k) {
+        const int* f = &idx[4 * k];
+        const long long t = uo + 4LL * static_cast<long long>(k);
+        if (uv && f[3] >= 0)
+            std::snprintf(buf, sizeof(buf), "f %d/%lld %d/%lld %d/%lld %d/%lld\n", f[0] + vo + 1, t + 1,
+                          f[1] + vo + 1, t + 2, f[2] + vo + 1, t + 3, f[3] + vo + 1, t + 4);
+        else if (uv)
+            std::snprintf(buf, sizeof(buf), "f %d/%lld %d/%lld %d/%lld\n", f[0] + vo + 1, t + 1, f[1] + vo + 1,
+                          t + 2, f[2] + vo + 1, t + 3);
+        else if (f[3] >= 0)
+            std::snprintf(buf, sizeof(buf), "f %d %d %d %d\n", f[0] + vo + 1, f[1] + vo + 1, f[2] + vo + 1,
+                          f[3] + vo + 1);
+        else
+            std::snprintf(buf, sizeof(buf), "f %d %d %d\n", f[0] + vo + 1, f[1] + vo + 1, f[2] + vo + 1);
+        out += buf;
+    }
+    return out;
+}
+
+// The corner values, then n random floats with exponents from `low` over `span` (any sign and mantissa).
+std::vector<float> cornerAndRandom(unsigned seed, int n, unsigned low, unsigned span) {
+    std::mt19937 rng(seed);
+    std::vector<float> v = cornerValues();
+    for (int i = 0; i < n; ++i) v.push_back(floatFromBits((rng() & 0x807FFFFFu) | ((low + rng() % span) << 23)));
+    return v;
+}
+
+// Writes through a 1 KiB or 4 KiB buffer into a real file, on the scalar path and (where the
+// processor has one) the wide vector path, and expects `expected` in the file both times.
+template <typename Write>
+void expectOnEveryPath(std::size_t bufferSize, const std::string& expected, Write write) {
+    TempFolder folder;
+    const std::string path = folder.file("out.obj");
+    const bool wide = KVObjTextWriter::useWideVectors(true);
+    for (bool allowWide : {false, true}) {
+        SCOPED_TRACE(allowWide && wide ? "wide vectors" : "scalar");
+        KVObjTextWriter::useWideVectors(allowWide);
+        FILE* file = std::fopen(path.c_str(), "w");
+        ASSERT_NE(file, nullptr);
+        {
+            KVObjTextWriter writer(file, bufferSize);
+            write(writer);
+            EXPECT_EQ(writer.getByteCount(), expected.size());
+            EXPECT_TRUE(writer.flush());
+        }
+        std::fclose(file);
+        std::string got;
+        ASSERT_TRUE(readFile(path, got));
+        const std::size_t at = static_cast<std::size_t>(std::mismatch(got.begin(), got.end(), expected.begin(), expected.end()).first - got.begin());
+        EXPECT_TRUE(got == expected) << "first difference at byte " << at << ": got \"" << got.substr(at < 40 ? 0 : at - 40, 80)
+                                     << "\" expected \"" << expected.substr(at < 40 ? 0 : at - 40, 80) << "\"";
+    }
+    KVObjTextWriter::useWideVectors(true);
+}
+
 }  // namespace
 
-TEST(KVObjTextWriterFormat, CornerValuesMatchPrintf) {
-    for (float x : cornerValues()) {
+TEST(KVObjTextWriterFormat, CornerAndRandomValuesMatchPrintf) {
+    std::mt19937 rng(20240611u);
+    std::vector<float> values = cornerValues();
+    for (int i = 0; i < 2000000; ++i) values.push_back(floatFromBits(rng()));  // every exponent, uniformly
+    // Exponents of mesh coordinates (about 1e-6 to 1e7), where ties and carries concentrate.
+    const std::vector<float> mesh = cornerAndRandom(7u, 2000000, 100u, 60u);
+    values.insert(values.end(), mesh.begin(), mesh.end());
+    for (float x : values) {
         std::uint32_t bits;
         std::memcpy(&bits, &x, sizeof(bits));
         ASSERT_EQ(ours(x), theirs(x)) << "bits 0x" << std::hex << bits;
@@ -81,65 +158,20 @@ TEST(KVObjTextWriterFormat, CornerValuesMatchPrintf) {
     EXPECT_EQ(static_cast<int>(ours(-FLT_MAX).size()), KVObjTextWriter::kMaxFloatChars);
 }
 
-TEST(KVObjTextWriterFormat, RandomBitPatternsMatchPrintf) {
-    std::mt19937 rng(20240611u);
-    // Every exponent, uniformly.
-    for (int i = 0; i < 2000000; ++i) {
-        const std::uint32_t bits = rng();
-        const float x = floatFromBits(bits);
-        ASSERT_EQ(ours(x), theirs(x)) << "bits 0x" << std::hex << bits;
-    }
-    // Exponents of mesh coordinates (about 1e-6 to 1e7), where ties and carries concentrate.
-    for (int i = 0; i < 2000000; ++i) {
-        const std::uint32_t bits = (rng() & 0x807FFFFFu) | ((100u + rng() % 60u) << 23);
-        const float x = floatFromBits(bits);
-        ASSERT_EQ(ours(x), theirs(x)) << "bits 0x" << std::hex << bits;
-    }
-}
-
 // Runs of vertices and UVs go through the batch path (four floats at a time on a wide vector
 // unit): the same text as printf on the vector path and on the scalar one, batch edges included.
 TEST(KVObjTextWriterFormat, RunsOfVerticesAndUVsMatchPrintfOnEveryPath) {
     std::mt19937 rng(5u);
-    std::vector<float> values = cornerValues();
+    std::vector<float> values = cornerAndRandom(6u, 300000, 90u, 50u);
     for (int i = 0; i < 300000; ++i) values.push_back(floatFromBits(rng()));
-    for (int i = 0; i < 300000; ++i) values.push_back(floatFromBits((rng() & 0x807FFFFFu) | ((90u + rng() % 50u) << 23)));
-    while (values.size() % 6 != 5) values.push_back(0.5f);  // a last batch that is not full
-    values.pop_back();
+    while (values.size() % 6 != 4) values.push_back(0.5f);  // a last batch that is not full
     std::string expected;
-    char line[160];
-    for (std::size_t i = 0; i + 2 < values.size(); i += 3) {
-        std::snprintf(line, sizeof(line), "v %.9f %.9f %.9f\n", double(values[i]), double(values[i + 1]), double(values[i + 2]));
-        expected += line;
-    }
-    for (std::size_t i = 0; i + 1 < values.size(); i += 2) {
-        std::snprintf(line, sizeof(line), "vt %.9f %.9f\n", double(values[i]), double(values[i + 1]));
-        expected += line;
-    }
-    const bool wide = KVObjTextWriter::useWideVectors(true);
-    for (bool allowWide : {false, true}) {
-        SCOPED_TRACE(allowWide && wide ? "wide vectors" : "scalar");
-        KVObjTextWriter::useWideVectors(allowWide);
-        char* text = nullptr;
-        std::size_t size = 0;
-        FILE* file = open_memstream(&text, &size);
-        ASSERT_NE(file, nullptr);
-        {
-            KVObjTextWriter writer(file, 4096);
-            writer.writeVertices(reinterpret_cast<const KVVector3f*>(values.data()), static_cast<int>(values.size() / 3));
-            writer.writeUVs(reinterpret_cast<const KVVector2f*>(values.data()), static_cast<int>(values.size() / 2));
-            EXPECT_TRUE(writer.flush());
-        }
-        std::fclose(file);
-        const std::string got(text, size);
-        std::free(text);
-        const auto diverge = std::mismatch(got.begin(), got.end(), expected.begin(), expected.end());
-        const std::size_t at = static_cast<std::size_t>(diverge.first - got.begin());
-        EXPECT_TRUE(got == expected) << "first difference at byte " << at << ": got \""
-                                     << got.substr(at < 40 ? 0 : at - 40, 80) << "\" expected \""
-                                     << expected.substr(at < 40 ? 0 : at - 40, 80) << "\"";
-    }
-    KVObjTextWriter::useWideVectors(true);
+    for (std::size_t i = 0; i + 2 < values.size(); i += 3) expected += referenceVertex({values[i], values[i + 1], values[i + 2]});
+    for (std::size_t i = 0; i + 1 < values.size(); i += 2) expected += referenceUV({values[i], values[i + 1]});
+    expectOnEveryPath(4096, expected, [&](KVObjTextWriter& writer) {
+        writer.writeVertices(reinterpret_cast<const KVVector3f*>(values.data()), static_cast<int>(values.size() / 3));
+        writer.writeUVs(reinterpret_cast<const KVVector2f*>(values.data()), static_cast<int>(values.size() / 2));
+    });
 }
 
 TEST(KVObjTextWriterFormat, IntegersMatchPrintf) {
@@ -178,9 +210,7 @@ TEST(KVObjTextWriterFormat, PortableEightDigitsMatchPrintf) {
 
 // A host that changes the rounding mode must still get the default rounding of the text.
 TEST(KVObjTextWriterFormat, IndependentOfRoundingMode) {
-    std::mt19937 rng(99u);
-    std::vector<float> values = cornerValues();
-    for (int i = 0; i < 200000; ++i) values.push_back(floatFromBits((rng() & 0x807FFFFFu) | ((90u + rng() % 70u) << 23)));
+    const std::vector<float> values = cornerAndRandom(99u, 200000, 90u, 70u);
     std::vector<std::string> expected;
     for (float x : values) expected.push_back(theirs(x));
 
@@ -204,9 +234,7 @@ TEST(KVObjTextWriterFormat, IndependentOfRoundingMode) {
 
 // A host that sets a locale with a decimal comma must still get a point.
 TEST(KVObjTextWriterFormat, IndependentOfLocale) {
-    std::mt19937 rng(5u);
-    std::vector<float> values = cornerValues();
-    for (int i = 0; i < 100000; ++i) values.push_back(floatFromBits((rng() & 0x807FFFFFu) | ((100u + rng() % 60u) << 23)));
+    const std::vector<float> values = cornerAndRandom(5u, 100000, 100u, 60u);
     std::vector<std::string> expected;
     for (float x : values) expected.push_back(theirs(x));
 
@@ -232,49 +260,8 @@ TEST(KVObjTextWriterFormat, IndependentOfLocale) {
     EXPECT_EQ(underLocale, "1,500000000") << found;
 }
 
-namespace {
-
-// What the writer must produce, built with the C library.
-std::string referenceVertex(const KVVector3f& p) {
-    char buf[256];
-    std::snprintf(buf, sizeof(buf), "v %.9f %.9f %.9f\n", double(p.x), double(p.y), double(p.z));
-    return buf;
-}
-
-std::string referenceUV(const KVVector2f& t) {
-    char buf[256];
-    std::snprintf(buf, sizeof(buf), "vt %.9f %.9f\n", double(t.u), double(t.v));
-    return buf;
-}
-
-std::string referenceFaces(const std::vector<int>& idx, int vo, bool uv, int uo) {
-    std::string out;
-    char buf[256];
-    for (std::size_t k = 0; k < idx.size() / 4; ++k) {
-        const int* f = &idx[4 * k];
-        const long long t = uo + 4LL * static_cast<long long>(k);
-        if (uv && f[3] >= 0)
-            std::snprintf(buf, sizeof(buf), "f %d/%lld %d/%lld %d/%lld %d/%lld\n", f[0] + vo + 1, t + 1,
-                          f[1] + vo + 1, t + 2, f[2] + vo + 1, t + 3, f[3] + vo + 1, t + 4);
-        else if (uv)
-            std::snprintf(buf, sizeof(buf), "f %d/%lld %d/%lld %d/%lld\n", f[0] + vo + 1, t + 1, f[1] + vo + 1,
-                          t + 2, f[2] + vo + 1, t + 3);
-        else if (f[3] >= 0)
-            std::snprintf(buf, sizeof(buf), "f %d %d %d %d\n", f[0] + vo + 1, f[1] + vo + 1, f[2] + vo + 1,
-                          f[3] + vo + 1);
-        else
-            std::snprintf(buf, sizeof(buf), "f %d %d %d\n", f[0] + vo + 1, f[1] + vo + 1, f[2] + vo + 1);
-        out += buf;
-    }
-    return out;
-}
-
-}  // namespace
-
 // Lines written through a small buffer (many block boundaries) reach the file whole and in order.
 TEST(KVObjTextWriter, WritesTheSameTextAsPrintfAcrossBlocks) {
-    TempFolder folder;
-    const std::string path = folder.file("out.obj");
     std::mt19937 rng(3u);
     std::uniform_real_distribution<float> coord(-500.0f, 500.0f);
     std::vector<KVVector3f> points(3000);
@@ -300,14 +287,7 @@ TEST(KVObjTextWriter, WritesTheSameTextAsPrintfAcrossBlocks) {
     expected += referenceFaces(faces, 99998000, false, 0) + referenceFaces(faces, 99998000, true, 7);
     expected += "newmtl mat7\nmap_Kd " + longName + "\nmtllib x.mtl\n";
 
-    const bool wide = KVObjTextWriter::useWideVectors(true);
-    for (bool allowWide : {false, true}) {
-    SCOPED_TRACE(allowWide && wide ? "wide vectors" : "scalar");
-    KVObjTextWriter::useWideVectors(allowWide);
-    FILE* file = std::fopen(path.c_str(), "w");
-    ASSERT_NE(file, nullptr);
-    {
-        KVObjTextWriter writer(file, 1024);
+    expectOnEveryPath(1024, expected, [&](KVObjTextWriter& writer) {
         writer.writeText("# header\n");
         writer.writeVertices(points.data(), static_cast<int>(points.size()));
         writer.writeUVs(uvs.data(), static_cast<int>(uvs.size()));
@@ -326,15 +306,7 @@ TEST(KVObjTextWriter, WritesTheSameTextAsPrintfAcrossBlocks) {
         writer.writeNewMaterial(7);
         writer.writeKeywordLine("map_Kd", longName.c_str());
         writer.writeKeywordLine("mtllib", "x.mtl");
-        EXPECT_EQ(writer.getByteCount(), expected.size());
-        EXPECT_TRUE(writer.flush());
-    }
-    std::fclose(file);
-    std::string got;
-    ASSERT_TRUE(readFile(path, got));
-    EXPECT_EQ(got, expected);
-    }
-    KVObjTextWriter::useWideVectors(true);
+    });
 }
 
 // Indices past the 32-bit range wrap as the int arithmetic of "%d" arguments does.

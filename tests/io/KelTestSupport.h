@@ -1,16 +1,12 @@
-// Helpers for the mesh exchange file tests: a temporary folder, raw file building, allocation watch.
+// Helpers for the mesh exchange file tests: a file-size cap, raw file building, allocation watch.
 #pragma once
 
-#include <ftw.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <csignal>
 
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -18,9 +14,6 @@
 #include "PluginHost.h"
 
 namespace keltest {
-
-// The test host's temporary folder: removed with everything in it, protected folders included.
-using TempFolder = ::TempFolder;
 
 // Caps the size of the files this process writes while the object lives: writes past the cap
 // fail (EFBIG) instead of raising SIGXFSZ. A real short write on a real file, which a device
@@ -48,24 +41,15 @@ private:
     bool m_ok = false;
 };
 
-using Bytes = std::vector<unsigned char>;
+using Bytes = std::string;
 
 // Builds a file byte by byte, so tests can write headers no writer would.
 class KelBytes {
 public:
-    KelBytes& fileHeader(const char* magic = "Kelb") {
-        m_bytes.insert(m_bytes.end(), magic, magic + 4);
-        m_bytes.insert(m_bytes.end(), 28, 0);
-        return *this;
-    }
-    KelBytes& u32(std::uint32_t v) {
-        const unsigned char* p = reinterpret_cast<const unsigned char*>(&v);
-        m_bytes.insert(m_bytes.end(), p, p + 4);
-        return *this;
-    }
+    KelBytes& fileHeader(const char* magic = "Kelb") { return raw(magic, 4).raw(std::string(28, '\0').data(), 28); }
+    KelBytes& u32(std::uint32_t v) { return raw(&v, 4); }
     KelBytes& raw(const void* data, std::size_t n) {
-        const unsigned char* p = static_cast<const unsigned char*>(data);
-        m_bytes.insert(m_bytes.end(), p, p + n);
+        m_bytes.append(static_cast<const char*>(data), n);
         return *this;
     }
     KelBytes& header(std::uint32_t tag, std::uint32_t length, std::uint32_t count) {
@@ -82,12 +66,7 @@ public:
     const Bytes& bytes() const { return m_bytes; }
     std::size_t size() const { return m_bytes.size(); }
 
-    bool save(const std::string& path) const {
-        FILE* f = std::fopen(path.c_str(), "wb");
-        if (f == nullptr) return false;
-        const bool ok = m_bytes.empty() || std::fwrite(m_bytes.data(), 1, m_bytes.size(), f) == m_bytes.size();
-        return std::fclose(f) == 0 && ok;
-    }
+    bool save(const std::string& path) const { return writeFile(path, m_bytes); }
 
 private:
     Bytes m_bytes;
@@ -95,16 +74,8 @@ private:
 
 inline Bytes load(const std::string& path) {
     Bytes bytes;
-    FILE* f = std::fopen(path.c_str(), "rb");
-    if (f == nullptr) return bytes;
-    unsigned char buf[4096];
-    std::size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) bytes.insert(bytes.end(), buf, buf + n);
-    std::fclose(f);
-    return bytes;
+    return readFile(path, bytes) ? bytes : Bytes();
 }
-
-inline bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
 template <typename T>
 std::vector<T> toVector(const KVArray<T>& a) {
