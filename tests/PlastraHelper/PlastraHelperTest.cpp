@@ -80,79 +80,73 @@ TEST_F(PlastraHelperTest, InitBindsOnlyForKnownVersionClasses) {
     EXPECT_FALSE(PlastraHelper::s_docIsValid);
 }
 
-// Hosts 3.12 to 3.2 are probed build after build; the first whose positions fit wins.
+// Hosts 3.12 to 3.2 are probed build after build; the first whose positions fit wins. B46 shares
+// B43's positions, so B43 binds it; with no view no build binds.
 TEST_F(PlastraHelperTest, Class312ProbesTheBuildsInOrder) {
     PlastraHelper::setVersion(3.12);
-    {
-        Tree t(simhost::kBuild312B27);
+    const struct {
+        const simhost::BuildLayout& layout;
+        bool view;
+        YDocWrapper* bound;
+    } rows[] = {{simhost::kBuild312B27, true, &YDocWrapper312B27::instance()},
+                {simhost::kBuild312, true, &YDocWrapper312::instance()},
+                {simhost::kBuild312B46, true, &YDocWrapper312B43::instance()},
+                {simhost::kBuild312B46, false, nullptr}};
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.layout.name);
+        Tree t(r.layout);
+        if (!r.view) t.host.setActiveView(nullptr);
         PlastraHelper::init(t.host.hostData());
-        EXPECT_EQ(PlastraHelper::s_docWrapper, &YDocWrapper312B27::instance());
-    }
-    {
-        Tree t(simhost::kBuild312);
-        PlastraHelper::init(t.host.hostData());
-        EXPECT_EQ(PlastraHelper::s_docWrapper, &YDocWrapper312::instance());
-    }
-    {
-        // B46 shares B43's positions, so B43 binds it.
-        Tree t(simhost::kBuild312B46);
-        PlastraHelper::init(t.host.hostData());
-        EXPECT_EQ(PlastraHelper::s_docWrapper, &YDocWrapper312B43::instance());
-        EXPECT_FALSE(PlastraHelper::s_utilityIsValid);
-    }
-    {
-        Tree t(simhost::kBuild312B46);
-        t.host.setActiveView(nullptr);  // no view: no build binds; the last one still tries
-        PlastraHelper::init(t.host.hostData());
-        EXPECT_FALSE(PlastraHelper::s_docIsValid);
+        EXPECT_EQ(PlastraHelper::s_docIsValid, r.bound != nullptr);
+        if (r.bound) {
+            EXPECT_EQ(PlastraHelper::s_docWrapper, r.bound);
+        }
+        if (r.bound == &YDocWrapper312B43::instance()) {
+            EXPECT_FALSE(PlastraHelper::s_utilityIsValid);
+        }
     }
 }
 
+// The texture holder is read where each build keeps it: 16.16 sizes (B46 adds 0.2 and truncates);
+// no pixels or no holder leave it invalid; B43's holder layout is not known and never read.
 TEST_F(PlastraHelperTest, TextureDescriptorPerBuild) {
-    {
-        Tree t(simhost::kBuild31);
-        t.host.setTexture(0x123456789abcULL, 4096, 32, 1024.75f, 512.0f);
-        ASSERT_TRUE(PlastraHelper::init31(t.host.hostData()));
-        ASSERT_TRUE(PlastraHelper::s_textureIsValid);
-        EXPECT_EQ(PlastraHelper::s_textureBitmap.pixels, 0x123456789abcULL);
-        EXPECT_EQ(PlastraHelper::s_textureBitmap.field1, 4096);
-        EXPECT_EQ(PlastraHelper::s_textureBitmap.field2, 32);
-        EXPECT_EQ(PlastraHelper::s_textureBitmap.dim1, 1024);  // integer part of 16.16
-        EXPECT_EQ(PlastraHelper::s_textureBitmap.dim2, 512);
-        EXPECT_FALSE(PlastraHelper::s_utilityIsValid);  // 3.1 has no utility entry
-    }
-    PlastraHelper::clear();
-    {
-        Tree t(simhost::kBuild312B46);
-        t.host.setTexture(0xfeedULL, 8192, 24, 2047.9f, 99.85f);
-        ASSERT_TRUE(PlastraHelper::initDoc(t.host.hostData()));
-        EXPECT_FALSE(PlastraHelper::s_textureIsValid);  // initDoc binds the document only
-        ASSERT_TRUE(PlastraHelper::init312B46(t.host.hostData()));
-        ASSERT_TRUE(PlastraHelper::s_textureIsValid);
-        EXPECT_EQ(PlastraHelper::s_textureBitmap.pixels, 0xfeedULL);
-        EXPECT_EQ(PlastraHelper::s_textureBitmap.field1, 8192);
-        EXPECT_EQ(PlastraHelper::s_textureBitmap.field2, 24);
-        EXPECT_EQ(PlastraHelper::s_textureBitmap.dim1, 2048);  // 2047.9 + 0.2, truncated
-        EXPECT_EQ(PlastraHelper::s_textureBitmap.dim2, 100);
-    }
-    PlastraHelper::clear();
-    {
-        Tree t(simhost::kBuild312B46);
-        t.host.setTexture(0, 1, 2, 3.0f, 4.0f);  // no pixels: the texture stays invalid, the rest binds
-        EXPECT_TRUE(PlastraHelper::init312B46(t.host.hostData()));
-        EXPECT_FALSE(PlastraHelper::s_textureIsValid);
+    const struct {
+        const simhost::BuildLayout& layout;
+        bool (*init)(char**);
+        std::uint64_t pixels;
+        float w, h;
+        int dim1, dim2;
+        bool valid;
+    } rows[] = {{simhost::kBuild31, &PlastraHelper::init31, 0x123456789abcULL, 1024.75f, 512.0f, 1024, 512, true},
+                {simhost::kBuild312B46, &PlastraHelper::init312B46, 0xfeedULL, 2047.9f, 99.85f, 2048, 100, true},
+                {simhost::kBuild312B46, &PlastraHelper::init312B46, 0, 3.0f, 4.0f, 0, 0, false},
+                {simhost::kBuild312B43, &PlastraHelper::init312B43, 0xfeedULL, 3.0f, 4.0f, 0, 0, false}};
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.layout.name);
         PlastraHelper::clear();
-        t.host.hostData()[6] = nullptr;
-        EXPECT_TRUE(PlastraHelper::init312B46(t.host.hostData()));
-        EXPECT_FALSE(PlastraHelper::s_textureIsValid);
+        Tree t(r.layout);
+        t.host.setTexture(r.pixels, 4096, 32, r.w, r.h);
+        ASSERT_TRUE(r.init(t.host.hostData()));
+        ASSERT_EQ(PlastraHelper::s_textureIsValid, r.valid);
+        if (r.valid) {
+            EXPECT_EQ(PlastraHelper::s_textureBitmap.pixels, r.pixels);
+            EXPECT_EQ(PlastraHelper::s_textureBitmap.field1, 4096);
+            EXPECT_EQ(PlastraHelper::s_textureBitmap.field2, 32);
+            EXPECT_EQ(PlastraHelper::s_textureBitmap.dim1, r.dim1);
+            EXPECT_EQ(PlastraHelper::s_textureBitmap.dim2, r.dim2);
+        }
+        if (r.init == &PlastraHelper::init31) {
+            EXPECT_FALSE(PlastraHelper::s_utilityIsValid);  // 3.1 has no utility entry
+        }
     }
     PlastraHelper::clear();
-    {
-        Tree t(simhost::kBuild312B43);  // this build's holder layout is not known: never read
-        t.host.setTexture(0xfeedULL, 1, 2, 3.0f, 4.0f);
-        EXPECT_TRUE(PlastraHelper::init312B43(t.host.hostData()));
-        EXPECT_FALSE(PlastraHelper::s_textureIsValid);
-    }
+    Tree t(simhost::kBuild312B46);
+    t.host.setTexture(0xfeedULL, 1, 2, 3.0f, 4.0f);
+    ASSERT_TRUE(PlastraHelper::initDoc(t.host.hostData()));
+    EXPECT_FALSE(PlastraHelper::s_textureIsValid);  // initDoc binds the document only
+    t.host.hostData()[6] = nullptr;  // no holder at all
+    EXPECT_TRUE(PlastraHelper::init312B46(t.host.hostData()));
+    EXPECT_FALSE(PlastraHelper::s_textureIsValid);
 }
 
 TEST_F(PlastraHelperTest, RunYScriptGoesThroughTheUtilityEntry) {
