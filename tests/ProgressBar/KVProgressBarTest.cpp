@@ -60,9 +60,7 @@ TEST_F(WriterFixture, WritesEveryFieldAtItsOffset) {
 
     const std::string bytes = readAll(path);
     ASSERT_EQ(bytes.size(), kRecord);
-    EXPECT_EQ(bytes[0], 1);
-    EXPECT_EQ(bytes[1], 1);
-    EXPECT_EQ(bytes[2], 1);
+    EXPECT_EQ(bytes.substr(0, 3), "\x01\x01\x01");
     EXPECT_EQ(titleAt(bytes, 3), "Task A");
     EXPECT_EQ(bytes.substr(3 + 6, 80 - 6), std::string(74, '\0'));
     EXPECT_EQ(titleAt(bytes, 83), "Step B");
@@ -71,10 +69,7 @@ TEST_F(WriterFixture, WritesEveryFieldAtItsOffset) {
     // Little-endian, low byte first.
     EXPECT_EQ(bytes.substr(164, 4), std::string("\x04\x03\x02\x01", 4));
     EXPECT_EQ(int32At(bytes, 168), 0);
-    EXPECT_EQ(bytes[172], 1);
-    EXPECT_EQ(bytes[173], 1);
-    EXPECT_EQ(bytes[174], 0);
-    EXPECT_EQ(bytes[175], 0);
+    EXPECT_EQ(bytes.substr(172, 4), std::string("\x01\x01\x00\x00", 4));
 
     ASSERT_TRUE(writer.endStep());
     const std::string after = readAll(path);
@@ -99,23 +94,15 @@ TEST_F(WriterFixture, FreshFileAndEndClearTheTaskAndItsFlagsButKeepTheFile) {
     EXPECT_FALSE(writer.end());
 }
 
-TEST_F(WriterFixture, RefusesOutOfOrderCalls) {
+TEST_F(WriterFixture, RefusesOutOfOrderCallsAndCutsTitlesAt79Characters) {
     EXPECT_FALSE(writer.startStep("Step", 3));
     EXPECT_FALSE(writer.setCount(1));
     EXPECT_FALSE(writer.endStep());
     EXPECT_FALSE(writer.end());
-    ASSERT_TRUE(writer.start("Task"));
+    ASSERT_TRUE(writer.start(std::string(200, 'x').c_str()));
     EXPECT_FALSE(writer.start("Again"));
-    ASSERT_TRUE(writer.startStep("Step", 3));
+    ASSERT_TRUE(writer.startStep(std::string(79, 'y').c_str(), 3));
     EXPECT_FALSE(writer.startStep("Other", 3));
-    EXPECT_EQ(titleAt(readAll(path), 3), "Task");
-    EXPECT_EQ(titleAt(readAll(path), 83), "Step");
-}
-
-TEST_F(WriterFixture, CutsLongTitlesAt79Characters) {
-    const std::string longTitle(200, 'x');
-    ASSERT_TRUE(writer.start(longTitle.c_str()));
-    ASSERT_TRUE(writer.startStep(std::string(79, 'y').c_str(), 1));
     const std::string bytes = readAll(path);
     EXPECT_EQ(bytes.substr(3, 80), std::string(79, 'x') + '\0');
     EXPECT_EQ(bytes.substr(83, 80), std::string(79, 'y') + '\0');
@@ -167,16 +154,12 @@ TEST(KVProgressBarReader, DecodesEveryFieldFromItsOffset) {
     TempFolder folder;
     const std::string path = folder.file("r.running");
     std::string bytes(kRecord, '\0');
-    bytes[0] = 1;
-    bytes[1] = 1;
-    bytes[2] = 1;
+    bytes[0] = bytes[1] = bytes[2] = 1;
     std::memcpy(&bytes[3], "Task", 4);
     std::memcpy(&bytes[83], "Step", 4);
     putInt32(bytes, 164, 0x11223344u);
     putInt32(bytes, 168, 0xFFFFFFFEu);
-    bytes[172] = 1;
-    bytes[173] = 0;
-    bytes[175] = 1;
+    bytes[172] = bytes[175] = 1;
     ASSERT_TRUE(writeFile(path, bytes));
 
     KVProgressBar bar;
@@ -202,13 +185,23 @@ TEST(KVProgressBarReader, DecodesEveryFieldFromItsOffset) {
     EXPECT_FALSE(bar.isStopAllRequested());
 }
 
-TEST(KVProgressBarReader, OpenNeedsAnExistingFileWithItsOpenByte) {
+TEST(KVProgressBarReader, OpenNeedsTheOpenByteAndAShortFileOverwritesOnlyWhatItHolds) {
     TempFolder folder;
     KVProgressBar bar;
     EXPECT_FALSE(bar.open(folder.file("missing").c_str()));
-    const std::string closedFile = folder.file("closed.running");
-    ASSERT_TRUE(writeFile(closedFile, std::string(kRecord, '\0')));
-    EXPECT_FALSE(bar.open(closedFile.c_str()));
+    const std::string path = folder.file("s.running");
+    std::string bytes(kRecord, '\0');
+    ASSERT_TRUE(writeFile(path, bytes));
+    EXPECT_FALSE(bar.open(path.c_str()));
+    bytes[0] = 1;
+    bytes[1] = 1;
+    std::memcpy(&bytes[3], "Full", 4);
+    ASSERT_TRUE(writeFile(path, bytes));
+    ASSERT_TRUE(bar.open(path.c_str()));
+    ASSERT_TRUE(writeFile(path, std::string("\x01\x00\x00" "Ab", 5)));
+    ASSERT_TRUE(bar.updateFromProgressBarFile());
+    EXPECT_FALSE(bar.isStarted());
+    EXPECT_STREQ(bar.getTaskTitle().c_str(), "Abll");
 
     KVProgressBar memoryOnly;
     EXPECT_TRUE(memoryOnly.open());
@@ -216,22 +209,6 @@ TEST(KVProgressBarReader, OpenNeedsAnExistingFileWithItsOpenByte) {
     EXPECT_TRUE(memoryOnly.updateFromProgressBarFile());
     EXPECT_TRUE(memoryOnly.start("In memory"));
     EXPECT_TRUE(memoryOnly.verifyProgressBarExist());
-}
-
-TEST(KVProgressBarReader, ShortFileOverwritesOnlyWhatItHolds) {
-    TempFolder folder;
-    const std::string path = folder.file("s.running");
-    std::string bytes(kRecord, '\0');
-    bytes[0] = 1;
-    bytes[1] = 1;
-    std::memcpy(&bytes[3], "Full", 4);
-    ASSERT_TRUE(writeFile(path, bytes));
-    KVProgressBar bar;
-    ASSERT_TRUE(bar.open(path.c_str()));
-    ASSERT_TRUE(writeFile(path, std::string("\x01\x00\x00" "Ab", 5)));
-    ASSERT_TRUE(bar.updateFromProgressBarFile());
-    EXPECT_FALSE(bar.isStarted());
-    EXPECT_STREQ(bar.getTaskTitle().c_str(), "Abll");
 }
 
 TEST(KVProgressBarLifecycle, CloseDeletesTheFileAndForgetsIt) {
