@@ -56,10 +56,13 @@ TEST_F(ExportAllUtilsTest, AddAppendsToAllFourListsAndMarksOnlyTheLastEntry) {
 }
 
 TEST_F(ExportAllUtilsTest, StartDeclareEmptiesTheListsAndClearsTheCurrentFile) {
-    ExportAllUtils::addKelFile("/m/a.kel");
+    ExportAllUtils::setCurrentKelFile("/m/now.kel");
+    ExportAllUtils::addKelFile("/m/a.kel");  // the current file is independent of the lists
     ExportAllUtils::declareLastInvisible();
+    EXPECT_STREQ(getDeclaredCurrentKelFileName().c_str(), "/m/now.kel");
+    ExportAllUtils::setCurrentKelFile(nullptr);
+    EXPECT_TRUE(getDeclaredCurrentKelFileName().isNull());
     ExportAllUtils::setCurrentKelFile("/m/a.kel");
-    EXPECT_STREQ(getDeclaredCurrentKelFileName().c_str(), "/m/a.kel");
     ExportAllUtils::setTextureExt("jpg");
 
     ExportAllUtils::startDeclare();
@@ -70,15 +73,6 @@ TEST_F(ExportAllUtilsTest, StartDeclareEmptiesTheListsAndClearsTheCurrentFile) {
     // A new pass starts from fresh entries, not from the old marks.
     ExportAllUtils::addKelFile("/m/c.kel");
     EXPECT_EQ(getDeclaredKelFileVisibility()[0], 1);
-}
-
-TEST_F(ExportAllUtilsTest, CurrentFileIsIndependentOfTheLists) {
-    ExportAllUtils::setCurrentKelFile("/m/now.kel");
-    ExportAllUtils::addKelFile("/m/a.kel");
-    EXPECT_STREQ(getDeclaredCurrentKelFileName().c_str(), "/m/now.kel");
-    ExportAllUtils::setCurrentKelFile(nullptr);
-    EXPECT_TRUE(getDeclaredCurrentKelFileName().isNull());
-    expectParallel(1);
 }
 
 TEST_F(ExportAllUtilsTest, TextureNamePieces) {

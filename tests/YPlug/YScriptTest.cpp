@@ -53,7 +53,7 @@ protected:
 
 }  // namespace
 
-TEST(YScriptBuffer, AppendKeepsTheFirst4095Bytes) {
+TEST(YScriptBuffer, AppendKeepsTheFirst4095BytesAndWriteFileTheUsedOnes) {
     YScript script;
     EXPECT_EQ(script.getLength(), 0u);
     EXPECT_STREQ(script.getText(), "");
@@ -78,6 +78,14 @@ TEST(YScriptBuffer, AppendKeepsTheFirst4095Bytes) {
     EXPECT_STREQ(copy.getText(), "[IPress, Tool:Flip]!");
     copy.clear();
     EXPECT_EQ(copy.getLength(), 0u);
+
+    // The file holds exactly the used bytes.
+    TempFolder tmp;
+    ASSERT_TRUE(script.writeFile(("file:" + tmp.file("s.txt")).c_str()));
+    std::string bytes;
+    ASSERT_TRUE(readFile(tmp.file("s.txt"), bytes));
+    EXPECT_EQ(bytes, "[IPress, Tool:Flip]");
+    EXPECT_FALSE(script.writeFile(tmp.file("missing/s.txt").c_str()));
 }
 
 TEST_F(YScriptCall, WritesRunsAndRemovesTheScriptAndItsCompiledCopy) {
@@ -127,15 +135,4 @@ TEST_F(YScriptCall, WithoutAHostNothingRunsAndNothingIsLeft) {
     EXPECT_TRUE(script.call());
     ASSERT_EQ(g_seen.size(), 1u);
     EXPECT_EQ(g_seen[0].contents, "<missing>");
-}
-
-TEST(YScriptBuffer, WriteFileWritesExactlyTheUsedBytes) {
-    TempFolder tmp;
-    YScript script;
-    script.append("abc");
-    ASSERT_TRUE(script.writeFile(("file:" + tmp.file("s.txt")).c_str()));
-    std::string bytes;
-    ASSERT_TRUE(readFile(tmp.file("s.txt"), bytes));
-    EXPECT_EQ(bytes, "abc");
-    EXPECT_FALSE(script.writeFile(tmp.file("missing/s.txt").c_str()));
 }

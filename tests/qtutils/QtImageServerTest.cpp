@@ -30,7 +30,7 @@ protected:
 
 }  // namespace
 
-TEST(QtLibServer, LoadsFromTheHostFolderAndReportsMissingLibraries) {
+TEST(QtLibServer, LoadsFromTheHostFolderReportsMissingLibrariesAndInitsTheWrapper) {
     if (!PluginHost::hasImageWrapper()) GTEST_SKIP() << "no image wrapper in this build";
     EXPECT_EQ(std::string(QtLibServer::getQtLibsFolder().c_str()), qtLibs());
     EXPECT_EQ(QtLibServer::loadQtLibrary("imageformats/libqnothere.so"), nullptr);
@@ -42,10 +42,6 @@ TEST(QtLibServer, LoadsFromTheHostFolderAndReportsMissingLibraries) {
     EXPECT_EQ(again, core);
     QtLibServer::unloadQtLibrary(again);
     QtLibServer::unloadQtLibrary(nullptr);
-}
-
-TEST(QtLibServer, InitQtWrapperLoadsTheWrapperAndAnswersItsInit) {
-    if (!PluginHost::hasImageWrapper()) GTEST_SKIP() << "no image wrapper in this build";
     EXPECT_EQ(QtLibServer::initQtWrapper(), 1);
     EXPECT_NE(QtLibServer::getHandle(KVQtLibraryNames::kQtWrapper), nullptr);
     EXPECT_NE(QtLibServer::findWrapperSymbol("QTWDLL_ConvertImage"), nullptr);
