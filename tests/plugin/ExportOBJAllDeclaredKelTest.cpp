@@ -5,22 +5,23 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/types.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <cstdio>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "PluginHost.h"
+#include "PluginTestSupport.h"
 #include "io/KVKelWriter.h"
+
+using testsupport::contents;
 
 namespace {
 
 const char kHeader[] = "# File exported by Plastra version 3.1\n# https://www.plastra.example\n";
+const std::string kMtlHeader = "# File created by Plastra\n# ToolType: PolyMesh3D\n# https://www.plastra.example\n\n";
 
 struct Mesh {
     std::vector<KVVector3f> points;
@@ -53,13 +54,7 @@ float exportDeclared(const std::vector<Declared>& meshes, const std::string& obj
     return host.call("ExportOBJAllDeclaredKel", objPath.c_str());
 }
 
-std::string readText(const std::string& path) {
-    std::string text;
-    EXPECT_TRUE(readFile(path, text)) << path;
-    return text;
-}
-
-// The lines as the C library prints them, one mesh's slice at a time.
+// The "v" and "vt" lines of one mesh as the C library prints them.
 std::string vLines(const Mesh& m) {
     std::string out;
     char buf[256];
@@ -100,17 +95,14 @@ Mesh patchMesh() {
 
 }  // namespace
 
-TEST(ExportOBJAllDeclaredKel, NoDeclaredMeshWritesTheHeaderOnly) {
-    TempFolder folder;
-    EXPECT_EQ(exportDeclared({}, folder.file("empty.obj")), 0.0f);
-    EXPECT_EQ(readText(folder.file("empty.obj")), kHeader);
-    EXPECT_FALSE(pathExists(folder.file("empty.mtl")));
-}
-
-// Vertex and UV offsets run across meshes; an unreadable mesh is an empty group and shifts nothing;
-// a triangle with UVs still takes four slots.
+// The exact text: vertex and UV offsets run across meshes; an unreadable mesh is an empty group and
+// shifts nothing; a triangle with UVs still takes four slots. No mesh at all: the header only.
 TEST(ExportOBJAllDeclaredKel, OffsetsAcrossMeshesFaceFormsAndUnreadableMeshes) {
     TempFolder folder;
+    EXPECT_EQ(exportDeclared({}, folder.file("empty.obj")), 0.0f);
+    EXPECT_EQ(contents(folder.file("empty.obj")), kHeader);
+    EXPECT_FALSE(pathExists(folder.file("empty.mtl")));
+
     const Mesh box = boxMesh(0.0f), patch = patchMesh(), box2 = boxMesh(2.5f);
     ASSERT_TRUE(writeKel(folder.file("box.kel"), box));
     ASSERT_TRUE(writeKel(folder.file("patch.kel"), patch));
@@ -124,66 +116,19 @@ TEST(ExportOBJAllDeclaredKel, OffsetsAcrossMeshesFaceFormsAndUnreadableMeshes) {
                               {folder.file("box2.kel"), nullptr}},
                              obj),
               0.0f);
-
-    std::string expected = kHeader + vLines(box) + vLines(patch) + vLines(box2) + vtLines(box) + vtLines(box2);
-    expected +=
-        "g subtool1\n"
-        "f 1/1 2/2 4/3 3/4\nf 5/5 6/6 8/7 7/8\nf 1/9 2/10 6/11 5/12\n"
-        "f 3/13 4/14 8/15 7/16\nf 1/17 3/18 7/19 5/20\nf 2/21 4/22 8/23\n"
-        "g subtool2\n"
-        "g subtool3\n"
-        "f 9 10 11\nf 11 10 12\n"
-        "g subtool4\n"
-        "g subtool5\n"
-        "f 13/25 14/26 16/27 15/28\nf 17/29 18/30 20/31 19/32\nf 13/33 14/34 18/35 17/36\n"
-        "f 15/37 16/38 20/39 19/40\nf 13/41 15/42 19/43 17/44\nf 14/45 16/46 20/47\n";
-    EXPECT_EQ(readText(obj), expected);
+    EXPECT_EQ(contents(obj),
+              kHeader + vLines(box) + vLines(patch) + vLines(box2) + vtLines(box) + vtLines(box2) +
+                  "g subtool1\n"
+                  "f 1/1 2/2 4/3 3/4\nf 5/5 6/6 8/7 7/8\nf 1/9 2/10 6/11 5/12\n"
+                  "f 3/13 4/14 8/15 7/16\nf 1/17 3/18 7/19 5/20\nf 2/21 4/22 8/23\n"
+                  "g subtool2\n"
+                  "g subtool3\n"
+                  "f 9 10 11\nf 11 10 12\n"
+                  "g subtool4\n"
+                  "g subtool5\n"
+                  "f 13/25 14/26 16/27 15/28\nf 17/29 18/30 20/31 19/32\nf 13/33 14/34 18/35 17/36\n"
+                  "f 15/37 16/38 20/39 19/40\nf 13/41 15/42 19/43 17/44\nf 14/45 16/46 20/47\n");
     EXPECT_FALSE(pathExists(folder.file("all.mtl")));
-}
-
-// A mesh larger than one read of the mesh file (65,536 faces): vertex numbers and UV slots run on
-// across the reads, and into the next mesh.
-TEST(ExportOBJAllDeclaredKel, MeshesLargerThanOneReadRunOnAcrossTheReads) {
-    TempFolder folder;
-    Mesh grid;
-    const int side = 300;
-    for (int j = 0; j < side; ++j)
-        for (int i = 0; i < side; ++i) grid.points.push_back({i * 0.01f, j * 0.02f, std::sin(i * 0.1f) * 0.5f});
-    for (int j = 0; j + 1 < side; ++j)
-        for (int i = 0; i + 1 < side; ++i) {
-            const int a = j * side + i;
-            const bool triangle = (i + j) % 7 == 0;
-            grid.faces.insert(grid.faces.end(), {a, a + 1, a + side + 1, triangle ? -1 : a + side});
-            for (int c = 0; c < 4; ++c) grid.uvs.push_back({i / float(side), (j + c) / float(side)});
-        }
-    const Mesh box = boxMesh(1.0f);
-    ASSERT_TRUE(writeKel(folder.file("grid.kel"), grid));
-    ASSERT_TRUE(writeKel(folder.file("box.kel"), box));
-    const std::string obj = folder.file("big.obj");
-    EXPECT_EQ(exportDeclared({{folder.file("grid.kel"), nullptr}, {folder.file("box.kel"), nullptr}}, obj), 0.0f);
-
-    auto faceLines = [](const Mesh& m, int vertexOffset, int slotOffset) {
-        std::string out;
-        char buf[256];
-        for (std::size_t k = 0; k < m.faces.size() / 4; ++k) {
-            const int* f = &m.faces[4 * k];
-            const int t = slotOffset + 4 * static_cast<int>(k);
-            const int v = vertexOffset + 1;
-            if (f[3] >= 0)
-                std::snprintf(buf, sizeof(buf), "f %d/%d %d/%d %d/%d %d/%d\n", f[0] + v, t + 1, f[1] + v, t + 2,
-                              f[2] + v, t + 3, f[3] + v, t + 4);
-            else
-                std::snprintf(buf, sizeof(buf), "f %d/%d %d/%d %d/%d\n", f[0] + v, t + 1, f[1] + v, t + 2, f[2] + v, t + 3);
-            out += buf;
-        }
-        return out;
-    };
-    const std::string expected = kHeader + vLines(grid) + vLines(box) + vtLines(grid) + vtLines(box) + "g subtool1\n" +
-                                 faceLines(grid, 0, 0) + "g subtool2\n" +
-                                 faceLines(box, static_cast<int>(grid.points.size()), static_cast<int>(grid.uvs.size()));
-    const std::string got = readText(obj);
-    ASSERT_EQ(got.size(), expected.size());
-    EXPECT_TRUE(got == expected);
 }
 
 // The export runs on the caller's thread: while the host is still blocked writing (the text is
@@ -218,23 +163,20 @@ TEST(ExportOBJAllDeclaredKel, WritesOnTheCallingThreadOnly) {
     EXPECT_EQ(threadsWhileWriting, threadsBefore + 1);
 }
 
-// Only the second of three meshes is textured: defaultMat and mat2 only, named by file name.
+// Materials are numbered by mesh and named by the texture's file name; untextured meshes share
+// defaultMat, and an unreadable mesh still gets its group and material line.
 TEST(ExportOBJAllDeclaredKel, MaterialsWhenOnlySomeMeshesAreTextured) {
     TempFolder folder;
     ASSERT_TRUE(writeKel(folder.file("a.kel"), patchMesh()));
     ASSERT_TRUE(writeKel(folder.file("b.kel"), boxMesh(1.0f)));
-    const std::string texture = folder.file("maps") + "/skin.png";
     const std::string obj = folder.file("scene.obj");
     exportDeclared({{folder.file("a.kel"), nullptr},
-                    {folder.file("b.kel"), texture.c_str()},
+                    {folder.file("b.kel"), (folder.file("maps") + "/skin.png").c_str()},
                     {folder.file("missing.kel"), nullptr}},
                    obj);
-
-    EXPECT_EQ(readText(folder.file("scene.mtl")),
-              "# File created by Plastra\n# ToolType: PolyMesh3D\n# https://www.plastra.example\n\n"
-              "newmtl defaultMat\nKd 0.7 0.7 0.7\n\n"
-              "newmtl mat2\nmap_Kd skin.png\n\n");
-    const std::string text = readText(obj);
+    EXPECT_EQ(contents(folder.file("scene.mtl")),
+              kMtlHeader + "newmtl defaultMat\nKd 0.7 0.7 0.7\n\nnewmtl mat2\nmap_Kd skin.png\n\n");
+    const std::string text = contents(obj);
     EXPECT_EQ(text.compare(0, sizeof(kHeader) - 1 + 17, std::string(kHeader) + "mtllib scene.mtl\n"), 0) << text;
     EXPECT_NE(text.find("g subtool1\nusemtl defaultMat\nf 1 2 3\n"), std::string::npos);
     EXPECT_NE(text.find("g subtool2\nusemtl mat2\nf 5/1 6/2 8/3 7/4\n"), std::string::npos);
@@ -242,13 +184,12 @@ TEST(ExportOBJAllDeclaredKel, MaterialsWhenOnlySomeMeshesAreTextured) {
     ASSERT_GT(text.size(), tail.size());
     EXPECT_EQ(text.substr(text.size() - tail.size()), tail);
 
-    // All meshes textured: every one gets its own material number.
-    const std::string obj2 = folder.file("two.obj");
-    exportDeclared({{folder.file("a.kel"), "t1.png"}, {folder.file("b.kel"), "C:\\maps\\t2.png"}}, obj2);
-    EXPECT_EQ(readText(folder.file("two.mtl")),
-              "# File created by Plastra\n# ToolType: PolyMesh3D\n# https://www.plastra.example\n\n"
-              "newmtl defaultMat\nKd 0.7 0.7 0.7\n\nnewmtl mat1\nmap_Kd t1.png\n\nnewmtl mat2\nmap_Kd t2.png\n\n");
-    EXPECT_NE(readText(obj2).find("g subtool1\nusemtl mat1\n"), std::string::npos);
+    // All meshes textured, one by a Windows path: each its own material.
+    exportDeclared({{folder.file("a.kel"), "t1.png"}, {folder.file("b.kel"), "C:\\maps\\t2.png"}}, folder.file("two.obj"));
+    EXPECT_EQ(contents(folder.file("two.mtl")), kMtlHeader +
+                                                    "newmtl defaultMat\nKd 0.7 0.7 0.7\n\nnewmtl mat1\nmap_Kd t1.png\n\n"
+                                                    "newmtl mat2\nmap_Kd t2.png\n\n");
+    EXPECT_NE(contents(folder.file("two.obj")).find("g subtool1\nusemtl mat1\n"), std::string::npos);
 }
 
 // The MTL name is the OBJ path with its last three characters replaced; the OBJ path may carry a
@@ -258,26 +199,28 @@ TEST(ExportOBJAllDeclaredKel, MtlNameAndUnwritableFiles) {
     ASSERT_TRUE(writeKel(folder.file("a.kel"), patchMesh()));
     exportDeclared({{folder.file("a.kel"), "t.png"}}, "file:" + folder.file("out.xyz"));
     EXPECT_TRUE(pathExists(folder.file("out.mtl")));
-    EXPECT_NE(readText(folder.file("out.xyz")).find("mtllib out.mtl\n"), std::string::npos);
+    EXPECT_NE(contents(folder.file("out.xyz")).find("mtllib out.mtl\n"), std::string::npos);
 
     ASSERT_EQ(mkdir(folder.file("blocked.mtl").c_str(), 0700), 0);
     exportDeclared({{folder.file("a.kel"), "t.png"}}, folder.file("blocked.obj"));
-    EXPECT_EQ(readText(folder.file("blocked.obj")),
+    EXPECT_EQ(contents(folder.file("blocked.obj")),
               std::string(kHeader) + vLines(patchMesh()) + "g subtool1\nf 1 2 3\nf 3 2 4\n");
 
     EXPECT_EQ(exportDeclared({{folder.file("a.kel"), "t.png"}}, folder.file("no/such/folder/x.obj")), 0.0f);
     EXPECT_FALSE(pathExists(folder.file("no")));
 }
 
-// A real OBJ reader finds the same groups, faces, coordinates, UVs and materials.
-TEST(ExportOBJAllDeclaredKel, ReadBackByAnObjLoader) {
+// A real OBJ reader finds the same groups, faces, coordinates, UVs and materials. The first mesh
+// is larger than one read of a mesh file (65,536 faces): vertex numbers and UV slots run on across
+// the reads and into the next meshes.
+TEST(ExportOBJAllDeclaredKel, ReadBackByAnObjLoaderAcrossReadsAndMeshes) {
     TempFolder folder;
     std::mt19937 rng(11u);
     std::uniform_real_distribution<float> coord(-300.0f, 300.0f), unit(0.0f, 1.0f);
     std::vector<Mesh> meshes(3);
     for (std::size_t m = 0; m < meshes.size(); ++m) {
         Mesh& mesh = meshes[m];
-        const int n = 200 + 50 * static_cast<int>(m);
+        const int n = m == 0 ? 34000 : 200 + 50 * static_cast<int>(m);
         for (int i = 0; i < n; ++i) mesh.points.push_back({coord(rng), coord(rng), coord(rng) * 1e-3f});
         for (int k = 0; k < 2 * n; ++k) {
             for (int c = 0; c < 3; ++c) mesh.faces.push_back(static_cast<int>(rng() % n));
@@ -287,6 +230,7 @@ TEST(ExportOBJAllDeclaredKel, ReadBackByAnObjLoader) {
             for (int k = 0; k < 8 * n; ++k) mesh.uvs.push_back({unit(rng), unit(rng)});
         ASSERT_TRUE(writeKel(folder.file("m" + std::to_string(m) + ".kel"), mesh));
     }
+    ASSERT_GT(meshes[0].faces.size() / 4, 65536u);
     const std::string obj = folder.file("read.obj");
     exportDeclared({{folder.file("m0.kel"), "/tex/zero.png"},
                     {folder.file("m1.kel"), nullptr},
@@ -316,6 +260,7 @@ TEST(ExportOBJAllDeclaredKel, ReadBackByAnObjLoader) {
     ASSERT_EQ(attrib.vertices.size(), 3 * totalPoints);
     ASSERT_EQ(attrib.texcoords.size(), 2 * totalUVs);
     for (std::size_t m = 0; m < meshes.size(); ++m) {
+        SCOPED_TRACE("mesh " + std::to_string(m));
         const Mesh& mesh = meshes[m];
         const tinyobj::mesh_t& got = shapes[m].mesh;
         EXPECT_EQ(shapes[m].name, "subtool" + std::to_string(m + 1));
@@ -325,23 +270,23 @@ TEST(ExportOBJAllDeclaredKel, ReadBackByAnObjLoader) {
         for (std::size_t k = 0; k < got.num_face_vertices.size(); ++k) {
             const int* f = &mesh.faces[4 * k];
             ASSERT_EQ(got.num_face_vertices[k], f[3] < 0 ? 3 : 4);
-            EXPECT_EQ(got.material_ids[k], wantMaterial);
+            ASSERT_EQ(got.material_ids[k], wantMaterial);
             for (int c = 0; c < got.num_face_vertices[k]; ++c, ++corner) {
                 const tinyobj::index_t& idx = got.indices[corner];
                 ASSERT_EQ(idx.vertex_index, static_cast<int>(vertexBase) + f[c]);
                 const KVVector3f& p = mesh.points[f[c]];
                 const float* v = &attrib.vertices[3 * idx.vertex_index];
-                EXPECT_NEAR(v[0], p.x, 1e-4);
-                EXPECT_NEAR(v[1], p.y, 1e-4);
-                EXPECT_NEAR(v[2], p.z, 1e-7);
+                ASSERT_NEAR(v[0], p.x, 1e-4);
+                ASSERT_NEAR(v[1], p.y, 1e-4);
+                ASSERT_NEAR(v[2], p.z, 1e-7);
                 if (mesh.uvs.empty()) {
-                    EXPECT_EQ(idx.texcoord_index, -1);
+                    ASSERT_EQ(idx.texcoord_index, -1);
                     continue;
                 }
                 ASSERT_EQ(idx.texcoord_index, static_cast<int>(uvBase + 4 * k) + c);
                 const KVVector2f& t = mesh.uvs[4 * k + c];
-                EXPECT_NEAR(attrib.texcoords[2 * idx.texcoord_index], t.u, 1e-7);
-                EXPECT_NEAR(attrib.texcoords[2 * idx.texcoord_index + 1], t.v, 1e-7);
+                ASSERT_NEAR(attrib.texcoords[2 * idx.texcoord_index], t.u, 1e-7);
+                ASSERT_NEAR(attrib.texcoords[2 * idx.texcoord_index + 1], t.v, 1e-7);
             }
         }
         vertexBase += mesh.points.size();
@@ -358,27 +303,15 @@ TEST(ExportOBJAllDeclaredKel, FacesGoOutAsStoredEvenWhenTheyNameMissingVertices)
     m.faces = {0, 1, 2, 3,  0, 1, 2, 4,  -1, 1, 2, -1,  3, 2, 1, -1,  0, 2, 3, -1};
     m.uvs.assign(4 * 5, KVVector2f{0.5f, 0.5f});
     ASSERT_TRUE(writeKel(folder.file("m.kel"), m));
-    // A second file whose UV block holds the pairs of one face for two faces (no writer makes
-    // one: the bytes are laid out by hand).
-    {
-        std::string bytes = std::string("Kelb") + std::string(28, '\0');
-        auto block = [&bytes](std::uint32_t tag, std::uint32_t count, const void* payload, std::uint32_t size) {
-            const std::uint32_t header[4] = {tag, 16 + size, count, 0};
-            bytes.append(reinterpret_cast<const char*>(header), sizeof header);
-            bytes.append(static_cast<const char*>(payload), size);
-        };
-        const float points[12] = {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0};
-        const int faces[8] = {0, 1, 2, 3, 1, 2, 3, 0};
-        const float uvs[8] = {0.25f, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f};
-        block(10001, 4, points, sizeof points);
-        block(20001, 2, faces, sizeof faces);
-        block(25001, 1, uvs, sizeof uvs);
-        block(0, 0, nullptr, 0);
-        ASSERT_TRUE(writeFile(folder.file("s.kel"), bytes));
-    }
+    // A UV block holding the pairs of one face for two faces (no writer makes one).
+    using testsupport::bytesOf;
+    ASSERT_TRUE(writeFile(folder.file("s.kel"),
+                          testsupport::kelBytes({{10001, 4, bytesOf(std::vector<float>{0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0})},
+                                                 {20001, 2, bytesOf(std::vector<int>{0, 1, 2, 3, 1, 2, 3, 0})},
+                                                 {25001, 1, bytesOf(std::vector<float>(8, 0.25f))}})));
     const std::string obj = folder.file("out.obj");
     EXPECT_EQ(exportDeclared({{folder.file("m.kel"), nullptr}, {folder.file("s.kel"), nullptr}}, obj), 0.0f);
-    const std::string text = readText(obj);
+    const std::string text = contents(obj);
     const std::size_t groups = text.find("g subtool1\n");
     ASSERT_NE(groups, std::string::npos);
     // Nothing is dropped or repaired: index 4 of a four-point mesh becomes 5, which is the next

@@ -10,7 +10,6 @@
 namespace {
 
 constexpr unsigned char kSentinel = 0x5A;
-
 constexpr auto record = &progressRecordBytes;
 
 // A job whose application path names nothing: the launch fails after the progress-bar file was
@@ -39,27 +38,10 @@ struct FollowedJob : ::testing::Test {
         return f;
     }
     std::string line() const { return std::string(reinterpret_cast<const char*>(buffer) + 4); }
-    bool untouched() const {
-        for (unsigned char b : buffer)
-            if (b != kSentinel) return false;
-        return true;
-    }
+    bool untouched() const { return std::string(std::begin(buffer), std::end(buffer)) == std::string(300, kSentinel); }
 };
 
 }  // namespace
-
-TEST(GetTrimoraAppProgressInfo, NoJobLeavesTheBufferAlone) {
-    unsigned char buffer[256];
-    std::memset(buffer, kSentinel, sizeof buffer);
-    EXPECT_EQ(sharedPluginHost().call("GetTrimoraAppProgressInfo", nullptr, 0.0, buffer, 256), -1.0f);
-    EXPECT_EQ(buffer[0], kSentinel);
-    EXPECT_EQ(buffer[255], kSentinel);
-}
-
-TEST_F(FollowedJob, CreatedFileWithoutTaskAnswersNothing) {
-    EXPECT_EQ(poll(), -1.0f);
-    EXPECT_TRUE(untouched());
-}
 
 TEST_F(FollowedJob, PercentageLineAndFractionFill252Bytes) {
     put(record(true, true, "Decimating", "Reducing", 4, 1));
@@ -110,7 +92,11 @@ TEST_F(FollowedJob, TitlesWithoutNulAreCutAtTheirField) {
                           " \\CFF9923     33.3%");
 }
 
-TEST_F(FollowedJob, FileDeletedByTheApplicationEndsTheJob) {
+// The file as created, without a task, shows nothing; once the application deletes it the job is
+// over, and stays over even if a file of that name comes back.
+TEST_F(FollowedJob, EmptyOrDeletedFileAnswersNothing) {
+    EXPECT_EQ(poll(), -1.0f);
+    EXPECT_TRUE(untouched());
     put(record(true, false, "Decimating", "", -1, 0));
     ASSERT_EQ(poll(), 1.0f);
     EXPECT_EQ(sharedPluginHost().call("TrimoraAppIsRunning"), 1.0f);
@@ -118,7 +104,6 @@ TEST_F(FollowedJob, FileDeletedByTheApplicationEndsTheJob) {
     EXPECT_EQ(poll(), -1.0f);
     EXPECT_TRUE(untouched());
     EXPECT_EQ(sharedPluginHost().call("TrimoraAppIsRunning"), 0.0f);
-    // The job stays forgotten even if a file of that name comes back.
     put(record(true, false, "Decimating", "", -1, 0));
     EXPECT_EQ(poll(), -1.0f);
     EXPECT_EQ(sharedPluginHost().call("TrimoraAppIsRunning"), 0.0f);

@@ -4,16 +4,18 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cfloat>
 #include <climits>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <string>
-#include <vector>
 
-#include "PluginHost.h"
+#include "PluginTestSupport.h"
+
+using testsupport::contents;
+using testsupport::folderNames;
+using Names = std::set<std::string>;
 
 namespace {
 
@@ -22,89 +24,59 @@ std::string currentFolder() {
     return getcwd(buffer, sizeof buffer) ? std::string(buffer) : std::string();
 }
 
-std::string realFolder(const std::string& path) {
-    char* resolved = realpath(path.c_str(), nullptr);
-    std::string r = resolved ? resolved : "";
-    free(resolved);
-    return r;
+float call(const char* name, const std::string& text, double value = 0.0) {
+    return sharedPluginHost().call(name, text.c_str(), value);
 }
-
-std::vector<std::string> sortedNames(const std::string& folder) {
-    std::vector<std::string> names = listFolder(folder);
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::string contents(const std::string& path) {
-    std::string bytes;
-    return readFile(path, bytes) ? bytes : std::string("<missing>");
-}
+float call(const char* name) { return sharedPluginHost().call(name); }
 
 bool isFolder(const std::string& path) {
     struct stat st;
     return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-float call(const char* name, const std::string& text, double value = 0.0) {
-    return sharedPluginHost().call(name, text.c_str(), value);
-}
-
-// The folder stack moves the process's working folder: every test gets it back.
-class FolderStack : public ::testing::Test {
-protected:
-    void SetUp() override { m_saved = currentFolder(); }
-    void TearDown() override { ASSERT_EQ(chdir(m_saved.c_str()), 0); }
-    std::string m_saved;
-    TempFolder m_tmp;
-};
-
 }  // namespace
 
-// ---- folder stack ----
-
-TEST_F(FolderStack, PushesAndPopsInReverseOrderAndSurvivesAFolderThatCannotBeEntered) {
-    const std::string a = realFolder(m_tmp.path());
+// The folder stack moves the process's working folder: the test gets it back whatever happens.
+TEST(FolderStack, PushesAndPopsInReverseOrderAndSurvivesFoldersThatCannotBeEntered) {
+    const std::string saved = currentFolder();
+    struct Restore {
+        std::string folder;
+        ~Restore() { EXPECT_EQ(chdir(folder.c_str()), 0); }
+    } restore{saved};
+    TempFolder tmp;
+    char* resolved = realpath(tmp.path().c_str(), nullptr);
+    const std::string a = resolved ? resolved : "";
+    free(resolved);
     ASSERT_EQ(mkdir((a + "/b").c_str(), 0755), 0);
+    ASSERT_TRUE(writeFile(a + "/b/file.txt", "x"));
 
     EXPECT_EQ(call("PushCurrentFolder", a), 1.0f);
     EXPECT_EQ(currentFolder(), a);
-    // The folder is missing: the working folder stays, but the push is kept.
+    // A missing folder or a plain file: the working folder stays, but the push is kept.
     EXPECT_EQ(call("PushCurrentFolder", a + "/missing"), 0.0f);
     EXPECT_EQ(currentFolder(), a);
     EXPECT_EQ(call("PushCurrentFolder", "!:" + a + "/b/"), 1.0f);
     EXPECT_EQ(currentFolder(), a + "/b");
-    // A plain file cannot be entered either.
-    ASSERT_TRUE(writeFile(a + "/b/file.txt", "x"));
     EXPECT_EQ(call("PushCurrentFolder", a + "/b/file.txt"), 0.0f);
     EXPECT_EQ(currentFolder(), a + "/b");
+    for (const std::string& back : {a + "/b", a, a, saved}) {
+        EXPECT_EQ(call("PopCurrentFolder"), 1.0f);
+        EXPECT_EQ(currentFolder(), back);
+    }
+    EXPECT_EQ(call("PopCurrentFolder"), 0.0f);  // empty stack: nothing moves
+    EXPECT_EQ(currentFolder(), saved);
 
-    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 1.0f);
-    EXPECT_EQ(currentFolder(), a + "/b");
-    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 1.0f);
-    EXPECT_EQ(currentFolder(), a);
-    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 1.0f);
-    EXPECT_EQ(currentFolder(), a);
-    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 1.0f);
-    EXPECT_EQ(currentFolder(), m_saved);
-    // Empty stack: nothing moves.
-    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 0.0f);
-    EXPECT_EQ(currentFolder(), m_saved);
-}
-
-TEST_F(FolderStack, PoppingToAFolderThatWentAwayAnswersZeroAndStaysPut) {
-    const std::string a = realFolder(m_tmp.path());
+    // Popping to a folder that went away answers 0 and stays put.
     const std::string gone = a + "/gone";
     ASSERT_EQ(mkdir(gone.c_str(), 0755), 0);
     EXPECT_EQ(call("PushCurrentFolder", gone), 1.0f);
     EXPECT_EQ(call("PushCurrentFolder", a), 1.0f);
     ASSERT_EQ(rmdir(gone.c_str()), 0);
-    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 0.0f);
+    EXPECT_EQ(call("PopCurrentFolder"), 0.0f);
     EXPECT_EQ(currentFolder(), a);
-    EXPECT_EQ(sharedPluginHost().call("PopCurrentFolder"), 1.0f);
-    EXPECT_EQ(currentFolder(), m_saved);
+    EXPECT_EQ(call("PopCurrentFolder"), 1.0f);
+    EXPECT_EQ(currentFolder(), saved);
 }
-
-// ---- tool-file stack ----
 
 TEST(ToolFileStack, PutsFilesAsideAndRestoresThemInReverseOrder) {
     TempFolder tmp;
@@ -115,38 +87,29 @@ TEST(ToolFileStack, PutsFilesAsideAndRestoresThemInReverseOrder) {
     EXPECT_EQ(call("PushYTLFile", brush), 0.0f);
     EXPECT_FALSE(pathExists(brush));
     EXPECT_EQ(contents(tmp.file("brush2.ytl")), "v1");
-
     ASSERT_TRUE(writeFile(brush, "v2"));
     EXPECT_EQ(call("PushYTLFile", brush), 0.0f);
     EXPECT_EQ(contents(tmp.file("brush3.ytl")), "v2");
-
     // A path with no file yet: nothing is put aside, and the pop just deletes what was written.
     const std::string other = tmp.file("other.ytl");
     EXPECT_EQ(call("PushYTLFile", other), 0.0f);
     ASSERT_TRUE(writeFile(other, "temporary"));
     ASSERT_TRUE(writeFile(brush, "v3"));
 
-    EXPECT_EQ(sharedPluginHost().call("PopYTLFile"), 0.0f);
+    EXPECT_EQ(call("PopYTLFile"), 0.0f);
     EXPECT_FALSE(pathExists(other));
     EXPECT_EQ(contents(brush), "v3");
-
-    EXPECT_EQ(sharedPluginHost().call("PopYTLFile"), 0.0f);
+    EXPECT_EQ(call("PopYTLFile"), 0.0f);
     EXPECT_EQ(contents(brush), "v2");
     EXPECT_FALSE(pathExists(tmp.file("brush3.ytl")));
-
-    EXPECT_EQ(sharedPluginHost().call("PopYTLFile"), 0.0f);
+    EXPECT_EQ(call("PopYTLFile"), 0.0f);
     EXPECT_EQ(contents(brush), "v1");
-    EXPECT_EQ(sortedNames(tmp.path()), (std::vector<std::string>{"brush.ytl", "brush1.ytl"}));
     EXPECT_EQ(contents(tmp.file("brush1.ytl")), "someone else's");
-
-    // Empty stack: nothing changes.
-    EXPECT_EQ(sharedPluginHost().call("PopYTLFile"), 0.0f);
-    EXPECT_EQ(sortedNames(tmp.path()), (std::vector<std::string>{"brush.ytl", "brush1.ytl"}));
+    EXPECT_EQ(call("PopYTLFile"), 0.0f);  // empty stack: nothing changes
+    EXPECT_EQ(folderNames(tmp.path()), (Names{"brush.ytl", "brush1.ytl"}));
 }
 
-// ---- files ----
-
-TEST(FileCommands, CreateEmptyTruncatesAndDeleteReportsFailures) {
+TEST(FileCommands, CreateEmptyCreateFolderAndDeleteReportFailures) {
     TempFolder tmp;
     const std::string path = tmp.file("empty.txt");
     EXPECT_EQ(call("FileCreateEmpty", "file:" + path), 0.0f);
@@ -155,31 +118,32 @@ TEST(FileCommands, CreateEmptyTruncatesAndDeleteReportsFailures) {
     EXPECT_EQ(call("FileCreateEmpty", path), 0.0f);
     EXPECT_EQ(contents(path), "");
     EXPECT_EQ(call("FileCreateEmpty", tmp.file("missing/x.txt")), -1.0f);
-    EXPECT_EQ(sharedPluginHost().call("FileCreateEmpty", nullptr), -1.0f);
-    EXPECT_EQ(sharedPluginHost().call("FileDelete", nullptr), -1.0f);
-    EXPECT_EQ(sharedPluginHost().call("CreateFolder", nullptr), -1.0f);
-
     EXPECT_EQ(call("FileDelete", path), 0.0f);
     EXPECT_FALSE(pathExists(path));
     EXPECT_EQ(call("FileDelete", path), -1.0f);
+
+    // One folder only, not its parents, and not twice.
+    EXPECT_EQ(call("CreateFolder", tmp.file("made")), 0.0f);
+    EXPECT_TRUE(isFolder(tmp.file("made")));
+    EXPECT_EQ(call("CreateFolder", tmp.file("made")), -1.0f);
+    EXPECT_EQ(call("CreateFolder", tmp.file("no/parent")), -1.0f);
+    EXPECT_FALSE(pathExists(tmp.file("no")));
+    for (const char* name : {"FileCreateEmpty", "FileDelete", "CreateFolder"}) EXPECT_EQ(call(name), -1.0f) << name;
 }
 
 TEST(FileCommands, CopyUsesTheRememberedSourceAndAlwaysAnswersZero) {
     TempFolder tmp;
     std::string bytes(1048576 + 300, '\0');
     for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>((i * 131) >> 3);
-    const std::string source = tmp.file("source.bin");
-    const std::string target = tmp.file("target.bin");
+    const std::string source = tmp.file("source.bin"), target = tmp.file("target.bin");
     ASSERT_TRUE(writeFile(source, bytes));
     ASSERT_TRUE(writeFile(target, std::string(3000000, 'x')));
 
     EXPECT_EQ(call("SetCopySrc", source), 0.0f);
     EXPECT_EQ(call("DoCopyTo", target), 0.0f);
     EXPECT_EQ(contents(target), bytes);
-    // The source is remembered for the next copy too.
-    EXPECT_EQ(call("DoCopyTo", tmp.file("second.bin")), 0.0f);
+    EXPECT_EQ(call("DoCopyTo", tmp.file("second.bin")), 0.0f);  // the source is remembered
     EXPECT_EQ(contents(tmp.file("second.bin")), bytes);
-
     EXPECT_EQ(call("SetCopySrc", tmp.file("missing.bin")), 0.0f);
     EXPECT_EQ(call("DoCopyTo", tmp.file("third.bin")), 0.0f);
     EXPECT_FALSE(pathExists(tmp.file("third.bin")));
@@ -187,23 +151,10 @@ TEST(FileCommands, CopyUsesTheRememberedSourceAndAlwaysAnswersZero) {
 
 TEST(FileCommands, SystemRunsAShellCommandAndIgnoresItsStatus) {
     TempFolder tmp;
-    const std::string out = tmp.file("out.txt");
-    EXPECT_EQ(call("System", "printf 'made by %s' shell > '" + out + "'"), 0.0f);
-    EXPECT_EQ(contents(out), "made by shell");
+    EXPECT_EQ(call("System", "printf 'made by %s' shell > '" + tmp.file("out.txt") + "'"), 0.0f);
+    EXPECT_EQ(contents(tmp.file("out.txt")), "made by shell");
     EXPECT_EQ(call("System", "exit 3"), 0.0f);
 }
-
-TEST(FileCommands, CreateFolderMakesOneFolderOnly) {
-    TempFolder tmp;
-    const std::string folder = tmp.file("made");
-    EXPECT_EQ(call("CreateFolder", folder), 0.0f);
-    EXPECT_TRUE(isFolder(folder));
-    EXPECT_EQ(call("CreateFolder", folder), -1.0f);
-    EXPECT_EQ(call("CreateFolder", tmp.file("no/parent")), -1.0f);
-    EXPECT_FALSE(pathExists(tmp.file("no")));
-}
-
-// ---- filtered cleaning ----
 
 TEST(RemoveAllFilesWithFilterAndFolder, RemovesByExtensionInAnyCaseAndKeepsNearMisses) {
     TempFolder tmp;
@@ -211,34 +162,25 @@ TEST(RemoveAllFilesWithFilterAndFolder, RemovesByExtensionInAnyCaseAndKeepsNearM
         ASSERT_TRUE(writeFile(tmp.file(name), "x"));
     ASSERT_EQ(mkdir(tmp.file("sub").c_str(), 0755), 0);
     ASSERT_TRUE(writeFile(tmp.file("sub/f.obj"), "x"));
+    // A folder that cannot be read, or a pattern without a folder, removes nothing.
+    EXPECT_EQ(call("RemoveAllFilesWithFilterAndFolder", tmp.file("missing/*.obj")), 0.0f);
+    EXPECT_EQ(call("RemoveAllFilesWithFilterAndFolder", "a.obj"), 0.0f);
+    EXPECT_TRUE(pathExists(tmp.file("a.obj")));
 
     EXPECT_EQ(call("RemoveAllFilesWithFilterAndFolder", "file:" + tmp.path() + "/*.OBJ"), 0.0f);
-    EXPECT_EQ(sortedNames(tmp.path()),
-              (std::vector<std::string>{"c.objx", "d.obj.bak", "e.kel", "obj", "sub", "xobj"}));
+    EXPECT_EQ(folderNames(tmp.path()), (Names{"c.objx", "d.obj.bak", "e.kel", "obj", "sub", "xobj"}));
     EXPECT_TRUE(pathExists(tmp.file("sub/f.obj")));
-
     // Without a dot the whole pattern is the ending.
     EXPECT_EQ(call("RemoveAllFilesWithFilterAndFolder", tmp.path() + "/OBJ"), 0.0f);
-    EXPECT_EQ(sortedNames(tmp.path()), (std::vector<std::string>{"c.objx", "d.obj.bak", "e.kel", "sub"}));
-
+    EXPECT_EQ(folderNames(tmp.path()), (Names{"c.objx", "d.obj.bak", "e.kel", "sub"}));
     // A dot in the folder's name is not the pattern's.
     ASSERT_EQ(mkdir(tmp.file("v.kel").c_str(), 0755), 0);
     ASSERT_TRUE(writeFile(tmp.file("v.kel/g.bak"), "x"));
     ASSERT_TRUE(writeFile(tmp.file("v.kel/h.kel"), "x"));
     EXPECT_EQ(call("RemoveAllFilesWithFilterAndFolder", tmp.file("v.kel/*.bak")), 0.0f);
-    EXPECT_EQ(sortedNames(tmp.file("v.kel")), (std::vector<std::string>{"h.kel"}));
+    EXPECT_EQ(folderNames(tmp.file("v.kel")), (Names{"h.kel"}));
     EXPECT_TRUE(pathExists(tmp.file("e.kel")));
 }
-
-TEST(RemoveAllFilesWithFilterAndFolder, AFolderThatCannotBeReadRemovesNothing) {
-    TempFolder tmp;
-    ASSERT_TRUE(writeFile(tmp.file("a.obj"), "x"));
-    EXPECT_EQ(call("RemoveAllFilesWithFilterAndFolder", tmp.file("missing/*.obj")), 0.0f);
-    EXPECT_EQ(call("RemoveAllFilesWithFilterAndFolder", "a.obj"), 0.0f);
-    EXPECT_TRUE(pathExists(tmp.file("a.obj")));
-}
-
-// ---- numbers and questions ----
 
 TEST(UtilityQuestions, UndoNumberIsTheIntegerAfterTheFirstBlank) {
     const struct {
@@ -249,31 +191,24 @@ TEST(UtilityQuestions, UndoNumberIsTheIntegerAfterTheFirstBlank) {
     for (const auto& r : rows) EXPECT_EQ(call("GetUndoNumberFromButtonName", r.name), r.number) << r.name;
 }
 
-TEST(UtilityQuestions, FiniteTestSleepAndPlatformAnswers) {
+TEST(UtilityQuestions, FiniteTestSleepPlatformAndPublicFolder) {
     const PluginHost& host = sharedPluginHost();
     const double inf = std::numeric_limits<double>::infinity();
     for (double v : {-DBL_MAX, 4.9e-324, 0.0}) EXPECT_EQ(host.call("IsFiniteValue", nullptr, v), 1.0f) << v;
     for (double v : {inf, -inf, std::nan("")}) EXPECT_EQ(host.call("IsFiniteValue", nullptr, v), 0.0f) << v;
-
     // Values no sleep count can hold must not reach the sleep.
     for (double v : {0.9, -5.0, std::nan(""), -1e300}) EXPECT_EQ(host.call("YSleep", nullptr, v), 0.0f) << v;
 
-    EXPECT_EQ(host.call("GetNumProcs"), static_cast<float>(sysconf(_SC_NPROCESSORS_ONLN)));
-    EXPECT_EQ(host.call("Is64BitsDll"), sizeof(void*) == 8 ? 1.0f : 0.0f);
-    EXPECT_EQ(host.call("Is64BitsSystem"), 0.0f);
-    EXPECT_EQ(host.call("PrintInLog", "a line from the script"), 0.0f);
-}
+    EXPECT_EQ(call("GetNumProcs"), static_cast<float>(sysconf(_SC_NPROCESSORS_ONLN)));
+    EXPECT_EQ(call("Is64BitsDll"), sizeof(void*) == 8 ? 1.0f : 0.0f);
+    EXPECT_EQ(call("Is64BitsSystem"), 0.0f);
+    EXPECT_EQ(call("PrintInLog", "a line from the script"), 0.0f);
 
-TEST(UtilityQuestions, PublicFolderIsWrittenWhenTheSystemHasOne) {
     char buffer[256];
     std::memset(buffer, 'x', sizeof buffer);
-    const float result = sharedPluginHost().call("GetPublicFolder", nullptr, 0.0, buffer, 0);
-    if (isFolder("/home")) {
-        EXPECT_EQ(result, 1.0f);
-        EXPECT_STREQ(buffer, "/home");
-    } else {
-        EXPECT_EQ(result, 0.0f);
-        EXPECT_EQ(buffer[0], 'x');
-    }
-    EXPECT_EQ(sharedPluginHost().call("GetPublicFolder"), 0.0f);
+    const float result = host.call("GetPublicFolder", nullptr, 0.0, buffer, 0);
+    EXPECT_EQ(result, isFolder("/home") ? 1.0f : 0.0f);
+    EXPECT_STREQ(result == 1.0f ? buffer : "/home", "/home");
+    EXPECT_EQ(buffer[0], result == 1.0f ? '/' : 'x');
+    EXPECT_EQ(call("GetPublicFolder"), 0.0f);  // no buffer to write to
 }
