@@ -105,28 +105,7 @@ TEST(KVBitMgr, WordFunctionsAgreeWithBitLoops) {
 
 // ---- storage, partial last byte and guard bytes ----
 
-TEST(KVBoolArray, BitsPastTheSizeInTheLastByteNeverCount) {
-    // assign fills whole bytes: bits 10..15 are set in storage but are not part of the array.
-    KVBoolArray ones(10, true);
-    EXPECT_EQ(ones.getNumberOfBitSet(), 10);
-    EXPECT_EQ(ones.getNumberOfBitCleared(), 0);
-    EXPECT_EQ(ones.findFirst(false), -1);
-    EXPECT_EQ(ones.findLast(true), 9);
-    EXPECT_FALSE(ones.get(10));
-
-    // Shrinking inside the capacity leaves stale bits above the new end.
-    KVBoolArray a(64, true);
-    a.resize(9, false);
-    EXPECT_EQ(a.getNumberOfBitSet(), 9);
-    EXPECT_EQ(a.findFirst(false), -1);
-    EXPECT_EQ(a.getNumberOfBitClearedWithin(0, 64), 0);
-    a.resize(20, false);
-    Model m(20, false);
-    std::fill(m.begin(), m.begin() + 9, true);
-    expectMatches(a, m);
-}
-
-TEST(KVBoolArray, ScansStopAtTheGuardBytesOnEveryByteEdge) {
+TEST(KVBoolArray, ScansStopAtTheGuardBytesAndBitsPastTheSizeNeverCount) {
     for (int n : kEdgeSizes) {
         SCOPED_TRACE(n);
         KVBoolArray clear(n, false);
@@ -151,6 +130,18 @@ TEST(KVBoolArray, ScansStopAtTheGuardBytesOnEveryByteEdge) {
     KVBoolArray empty;
     EXPECT_EQ(empty.findFirst(true), -1);
     EXPECT_EQ(empty.findLast(false), -1);
+
+    // Shrinking inside the capacity leaves stale bits above the new end: they never count, and
+    // growing again must not bring them back.
+    KVBoolArray a(64, true);
+    a.resize(9, false);
+    EXPECT_EQ(a.getNumberOfBitSet(), 9);
+    EXPECT_EQ(a.findFirst(false), -1);
+    EXPECT_EQ(a.getNumberOfBitClearedWithin(0, 64), 0);
+    a.resize(20, false);
+    Model m(20, false);
+    std::fill(m.begin(), m.begin() + 9, true);
+    expectMatches(a, m);
 }
 
 TEST(KVBoolArray, InsertAndEraseIgnoreTheEndAndNegativeIndexes) {

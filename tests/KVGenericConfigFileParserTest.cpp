@@ -50,9 +50,7 @@ TEST(KVGenericConfigFileParserMatch, KeysSeparatorsValuesAndLines) {
     const std::vector<std::pair<std::string, Seen>> table = {
         // The key is a prefix without regard to case; separators are optional.
         {"NumThread = 8", {{"N", "8"}}},
-        {"NumThread: 8", {{"N", "8"}}},
         {"numthread 8", {{"N", "8"}}},
-        {"NUMTHREAD=8", {{"N", "8"}}},
         {"NumThread8", {{"N", "8"}}},
         {" \t NumThread\t=:= 8 \t", {{"N", "8"}}},
         {"nUmThReAd:=::  8", {{"N", "8"}}},
@@ -67,7 +65,6 @@ TEST(KVGenericConfigFileParserMatch, KeysSeparatorsValuesAndLines) {
         {"NumThread =", {}},
         {"NumThread : \t= ", {}},
         {"NumThread", {{"N", ""}}},
-        {"  NumThread \t ", {{"N", ""}}},
         // Each line goes to one key; unknown lines and runs of breaks are skipped.
         {"// comment\nA=1\r\n\r\n\n\rB=2\rzzz\n# A=9\n\t\nA = 3", {{"A", "1"}, {"B", "2"}, {"A", "3"}}},
         {std::string(withNul, sizeof withNul - 1), {{"N", "1"}}},
@@ -239,9 +236,8 @@ TEST(KVGenericConfigFileParserValues, StringsDropOnePairOfQuotesAndBoolWords) {
         EXPECT_STREQ(KVGenericConfigFileParser::paramToString(row.first).c_str(), row.second) << row.first;
     // paramToBoolOrDefault: 0, 1 or -1 for an unknown word, which paramToBool takes as true.
     const std::pair<const char*, int> words[] = {
-        {"No", 0},  {"NO", 0},   {"no", 0},   {"0", 0},   {"False", 0}, {"fAlSe", 0},  {"#f", 0},   {"#F", 0},
-        {"Yes", 1}, {"yes", 1},  {"1", 1},    {"TRUE", 1}, {"#t", 1},   {"#T", 1},     {"", -1},    {"maybe", -1},
-        {"No ", -1}, {"00", -1}, {"s = No", -1}, {"Yess", -1}, {"2", -1}};
+        {"NO", 0},  {"0", 0},  {"fAlSe", 0}, {"#F", 0},  {"yes", 1},     {"1", 1},     {"TRUE", 1},
+        {"#t", 1},  {"", -1},  {"maybe", -1}, {"No ", -1}, {"00", -1}, {"s = No", -1}, {"Yess", -1}, {"2", -1}};
     for (const auto& row : words) {
         EXPECT_EQ(KVGenericConfigFileParser::paramToBoolOrDefault(row.first), row.second) << row.first;
         EXPECT_EQ(KVGenericConfigFileParser::paramToBool(row.first), row.second != 0) << row.first;
