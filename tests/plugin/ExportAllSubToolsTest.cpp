@@ -5,19 +5,15 @@
 
 #include <string>
 
+#include "PluginTestSupport.h"
 #include "SimulatedHost.h"
-#include "PluginHost.h"
+
+using testsupport::contents;
 
 namespace {
 
 float call(const char* name, const std::string& text = "", double value = 0.0, char** hostData = nullptr) {
     return sharedPluginHost().call(name, text.c_str(), value, nullptr, 0, nullptr, 0, hostData);
-}
-
-std::string contents(const std::string& path) {
-    std::string bytes;
-    readFile(path, bytes);
-    return bytes;
 }
 
 class ExportAllSubToolsTest : public ::testing::Test {
@@ -28,48 +24,40 @@ protected:
 
 }  // namespace
 
+// Textures on (above 0.5) name an empty material file; a second start keeps what the first wrote.
 TEST_F(ExportAllSubToolsTest, StartNamesTheMaterialFileWhenTexturesAreOn) {
     EXPECT_EQ(call("DeclareToolHasTexture", "", 1.0), 0.0f);
     EXPECT_EQ(call("StartExportAllSubTools", "file:" + folder.file("scene.obj"), 6.0), 0.0f);
+    EXPECT_EQ(call("StartExportAllSubTools", folder.file("second.obj")), 0.0f);
     EXPECT_EQ(call("EndExportAllSubTools"), 0.0f);
     EXPECT_EQ(contents(folder.file("scene.obj")), "mtllib scene.mtl\n");
-    EXPECT_TRUE(pathExists(folder.file("scene.mtl")));
     EXPECT_EQ(contents(folder.file("scene.mtl")), "");
+    EXPECT_EQ(contents(folder.file("second.obj")), "mtllib second.mtl\n");
 
-    call("DeclareToolHasTexture", "", 0.5);  // not above 0.5: off
+    call("DeclareToolHasTexture", "", 0.5);
     call("StartExportAllSubTools", folder.file("plain.obj"));
     call("EndExportAllSubTools");
     EXPECT_EQ(contents(folder.file("plain.obj")), "");
     EXPECT_FALSE(pathExists(folder.file("plain.mtl")));
 }
 
-TEST_F(ExportAllSubToolsTest, MaterialFileThatCannotOpenTurnsMaterialsOff) {
+// A material file that cannot be opened turns materials off, for the next export too; an OBJ that
+// cannot be opened leaves the export idle.
+TEST_F(ExportAllSubToolsTest, FilesThatCannotOpen) {
     call("DeclareToolHasTexture", "", 1.0);
     ASSERT_EQ(mkdir(folder.file("busy.mtl").c_str(), 0700), 0);
     call("StartExportAllSubTools", folder.file("busy.obj"));
     call("EndExportAllSubTools");
     EXPECT_EQ(contents(folder.file("busy.obj")), "");
-    // Off it stays, for the next export too.
     call("StartExportAllSubTools", folder.file("next.obj"));
     call("EndExportAllSubTools");
     EXPECT_FALSE(pathExists(folder.file("next.mtl")));
-}
 
-TEST_F(ExportAllSubToolsTest, FailedOpenLeavesTheExportIdle) {
     call("DeclareToolHasTexture", "", 1.0);
     call("StartExportAllSubTools", folder.file("missing/dir/x.obj"));
     EXPECT_FALSE(pathExists(folder.file("missing")));
     EXPECT_EQ(call("EndExportAllSubTools"), 0.0f);
     EXPECT_EQ(call("EndExportAllSubTools"), 0.0f);  // nothing open: nothing to do
-}
-
-TEST_F(ExportAllSubToolsTest, RestartKeepsWhatTheFirstExportWrote) {
-    call("DeclareToolHasTexture", "", 1.0);
-    call("StartExportAllSubTools", folder.file("first.obj"));
-    call("StartExportAllSubTools", folder.file("second.obj"));
-    call("EndExportAllSubTools");
-    EXPECT_EQ(contents(folder.file("first.obj")), "mtllib first.mtl\n");
-    EXPECT_EQ(contents(folder.file("second.obj")), "mtllib second.mtl\n");
 }
 
 // The module is never told the host's version, so the bridge binds nothing: a host's mesh
@@ -86,10 +74,9 @@ TEST_F(ExportAllSubToolsTest, UnversionedBridgeReadsNoMesh) {
     host.setMesh(mesh);
     call("DeclareToolHasTexture", "", 0.0);
     call("StartExportAllSubTools", folder.file("host.obj"));
-    EXPECT_EQ(call("ExportOneSubToolVertices", "sub", 0, host.hostData()), 0.0f);
-    EXPECT_EQ(call("ExportOneSubToolUVs", "", 0, host.hostData()), 0.0f);
-    EXPECT_EQ(call("DeclareTextureName", "/t/a.png", 0, host.hostData()), 0.0f);
-    EXPECT_EQ(call("ExportOneSubToolFaces", "", 0, host.hostData()), 0.0f);
+    for (const char* name : {"ExportOneSubToolVertices", "ExportOneSubToolUVs", "DeclareTextureName",
+                             "ExportOneSubToolFaces"})
+        EXPECT_EQ(call(name, "/t/sub.png", 0, host.hostData()), 0.0f) << name;
     call("EndExportAllSubTools");
     EXPECT_EQ(contents(folder.file("host.obj")), "");
 }

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "SimulatedHost.h"
@@ -48,19 +49,26 @@ protected:
 
 }  // namespace
 
-TEST_F(SetItemPosTest, OffsetIsBiasedAwayFromZero) {
-    EXPECT_EQ(move("Tool:Smooth", 0.0, "Tool:Brush"), 0.0f);  // takes the reference's index
-    EXPECT_EQ(host.childNames(tool), (Names{"Smooth", "Brush", "Move"}));
-    EXPECT_EQ(move("Tool:Smooth", 0.9, "Tool:Move"), 0.0f);  // 1.1 truncates to 1
-    EXPECT_EQ(host.childNames(tool), (Names{"Brush", "Move", "Smooth"}));
-    EXPECT_EQ(move("Tool:Smooth", -1.0, "Tool:Move"), 0.0f);  // one place before the reference
-    EXPECT_EQ(host.childNames(tool), (Names{"Smooth", "Brush", "Move"}));
-    EXPECT_EQ(move("Tool:Move", -0.9, "Tool:Brush"), 0.0f);  // -1.1 truncates to -1
-    EXPECT_EQ(host.childNames(tool), (Names{"Move", "Smooth", "Brush"}));
-    EXPECT_EQ(move("Tool:Move", 5.0, "Tool:Brush"), 0.0f);  // past the end: last
-    EXPECT_EQ(host.childNames(tool), (Names{"Smooth", "Brush", "Move"}));
-    EXPECT_EQ(move("Tool:Move", 1.0, "Tool:Smooth"), 0.0f);
-    EXPECT_EQ(host.childNames(tool), (Names{"Smooth", "Move", "Brush"}));
+// The offset is biased away from zero and truncated; past the end means last; an item asked to
+// stay where it is (the first child at index 1 included) still answers 0.
+TEST_F(SetItemPosTest, OffsetIsBiasedAwayFromZeroAndCountsFromTheReference) {
+    const struct {
+        const char* item;
+        double value;
+        const char* reference;
+        Names order;
+    } rows[] = {{"Tool:Smooth", 0.0, "Tool:Brush", {"Smooth", "Brush", "Move"}},  // the reference's index
+                {"Tool:Smooth", 0.9, "Tool:Move", {"Brush", "Move", "Smooth"}},   // 1.1 truncates to 1
+                {"Tool:Smooth", -1.0, "Tool:Move", {"Smooth", "Brush", "Move"}},
+                {"Tool:Move", -0.9, "Tool:Brush", {"Move", "Smooth", "Brush"}},   // -1.1 truncates to -1
+                {"Tool:Move", 5.0, "Tool:Brush", {"Smooth", "Brush", "Move"}},
+                {"Tool:Move", 1.0, "Tool:Smooth", {"Smooth", "Move", "Brush"}},
+                {"Tool:Move", 0.0, "Tool:Move", {"Smooth", "Move", "Brush"}},
+                {"Tool:Smooth", 1.0, "Tool:Smooth", {"Smooth", "Move", "Brush"}}};
+    for (const auto& r : rows) {
+        EXPECT_EQ(move(r.item, r.value, r.reference), 0.0f) << r.item << " " << r.value << " " << r.reference;
+        EXPECT_EQ(host.childNames(tool), r.order) << r.item << " " << r.value << " " << r.reference;
+    }
     EXPECT_EQ(host.linkErrors(root), "");
 }
 
@@ -76,24 +84,16 @@ TEST_F(SetItemPosTest, PathsIgnoreCaseAndSearchUnnamedWindowsAndMenus) {
 }
 
 TEST_F(SetItemPosTest, UnknownPathsAnswerMinusOneAndMoveNothing) {
-    EXPECT_EQ(move("Tool:Missing", 0.0, "Tool:Brush"), -1.0f);
-    EXPECT_EQ(move("Tool:Brush", 0.0, "Tool:Missing"), -1.0f);
-    EXPECT_EQ(move("Tool:Brush", 0.0, ""), -1.0f);  // the root has no parent
-    EXPECT_EQ(move("Brush", 0.0, "Tool:Move"), -1.0f);  // paths start at the root
-    EXPECT_EQ(move("Tool:Brush:Deeper", 0.0, "Tool:Move"), -1.0f);
+    // "" is the root, which has no parent; paths start at the root.
+    for (const auto& r : {std::make_pair("Tool:Missing", "Tool:Brush"), std::make_pair("Tool:Brush", "Tool:Missing"),
+                          std::make_pair("Tool:Brush", ""), std::make_pair("Brush", "Tool:Move"),
+                          std::make_pair("Tool:Brush:Deeper", "Tool:Move")})
+        EXPECT_EQ(move(r.first, 0.0, r.second), -1.0f) << r.first << " " << r.second;
     EXPECT_EQ(host.childNames(tool), (Names{"Brush", "Move", "Smooth"}));
     EXPECT_EQ(sharedPluginHost().call("SetItemPos", "Tool:Brush", 0.0, nullptr, 0, nullptr, 0, host.hostData()),
               -1.0f);
     EXPECT_EQ(sharedPluginHost().call("SetItemPos", "Tool:Brush", 0.0, nullptr, 0, nullptr, 0, nullptr), -1.0f);
     EXPECT_EQ(host.linkErrors(root), "");
-}
-
-TEST_F(SetItemPosTest, ItemAlreadyInPlaceStillAnswersZero) {
-    EXPECT_EQ(move("Tool:Move", 0.0, "Tool:Move"), 0.0f);
-    EXPECT_EQ(move("Tool:Brush", 0.0, "Tool:Brush"), 0.0f);
-    // The first child asked for index 1 counts as in place: the slot after it is its own.
-    EXPECT_EQ(move("Tool:Brush", 1.0, "Tool:Brush"), 0.0f);
-    EXPECT_EQ(host.childNames(tool), (Names{"Brush", "Move", "Smooth"}));
 }
 
 TEST_F(SetItemPosTest, MissingTablesFindNothing) {

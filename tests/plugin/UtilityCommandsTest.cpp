@@ -203,6 +203,7 @@ TEST(UtilityQuestions, FiniteTestSleepPlatformAndPublicFolder) {
     EXPECT_EQ(call("Is64BitsDll"), sizeof(void*) == 8 ? 1.0f : 0.0f);
     EXPECT_EQ(call("Is64BitsSystem"), 0.0f);
     EXPECT_EQ(call("PrintInLog", "a line from the script"), 0.0f);
+    EXPECT_EQ(call("FixPlastraFreeze"), 0.0f);
 
     char buffer[256];
     std::memset(buffer, 'x', sizeof buffer);
