@@ -13,9 +13,9 @@
 // Which path serves which job
 // ---------------------------
 // Every job is welded first (bit-identical positions become one vertex, UVs become wedges per
-// position and UV; scattered file orders are sorted spatially) and finished by our own edge
-// collapse (EdgeCollapse.cpp): area-weighted plane quadrics with border planes, an optimal position
-// for edges away from borders, seams, locks and the symmetry plane, colour spread weighted by
+// position and UV; scattered file orders are sorted spatially where our engine takes the whole
+// mesh) and finished by our own edge collapse (EdgeCollapse.cpp): area-weighted plane quadrics
+// with border planes, an optimal position for edges away from borders, seams, locks and the symmetry plane, colour spread weighted by
 // colorCoef, UV wedges renamed chart by chart (a corner only ever takes a UV of the same chart, so
 // seams stay seams), mirrored pairs collapsed together, masked and frozen-border vertices locked,
 // and a face-orientation check against both the current face and the original surface the face
@@ -60,37 +60,35 @@ std::uint32_t spread3(std::uint32_t x) {
     return x;
 }
 
+}  // namespace
+
 // Files that list triangles and vertices in scattered order (many scans do) make every fan a
 // handful of cache misses for the collapse engine. Such meshes get their triangles sorted along a
-// Z-order curve through the bounding box (two counting-sort passes, stable), and since vertices are
-// numbered by first use they follow. Coherent orders are kept: sorting them gains nothing.
-void orderTrianglesSpatially(const std::vector<KVVector3f>& points, const std::vector<unsigned int>& weld,
-                             std::size_t welded, std::vector<std::int32_t>& triangles,
-                             std::vector<std::int32_t>& corners) {
-    const std::size_t count = triangles.size() / 3;
+// Z-order curve through the bounding box (two counting-sort passes, stable) and their vertices
+// renumbered by first use, so that they follow. Coherent orders are kept: sorting them gains nothing.
+// `corners` holds per-corner values (or nothing) that move with their triangles, as the wedges do.
+void orderSpatially(WorkMesh& mesh, std::vector<std::int32_t>& corners) {
+    const std::size_t count = mesh.triangles.size() / 3, vertices = mesh.positions.size();
     if (count < 4096) return;
     std::uint64_t span = 0;
     for (std::size_t t = 0; t < count; ++t) {
-        std::int32_t a = triangles[3 * t], b = triangles[3 * t + 1], c = triangles[3 * t + 2];
+        const std::int32_t a = mesh.triangles[3 * t], b = mesh.triangles[3 * t + 1], c = mesh.triangles[3 * t + 2];
         span += std::uint64_t(std::max({a, b, c}) - std::min({a, b, c}));
     }
-    if (span / count < 256 + welded / 64) return;
-    // Welded vertex -> one input point (weld maps every input point to its welded id).
-    std::vector<std::uint32_t> pointOf(welded);
-    for (std::size_t i = 0; i < weld.size(); ++i) pointOf[weld[i]] = std::uint32_t(i);
+    if (span / count < 256 + vertices / 64) return;
     float lo[3], hi[3];
-    bounds(points, lo, hi);
-    double scale[3];
-    for (int i = 0; i < 3; ++i) scale[i] = hi[i] > lo[i] ? 1023.0 / (3.0 * (double(hi[i]) - lo[i])) : 0;
+    bounds(mesh.positions, lo, hi);
+    float scale[3];
+    for (int i = 0; i < 3; ++i) scale[i] = hi[i] > lo[i] ? 1023.0f / (3.0f * (hi[i] - lo[i])) : 0;
     std::vector<std::uint32_t> key(count);
     for (std::size_t t = 0; t < count; ++t) {
-        double sum[3] = {0, 0, 0};
+        float sum[3] = {0, 0, 0};
         for (int k = 0; k < 3; ++k) {
-            const float* p = &points[pointOf[triangles[3 * t + k]]].x;
-            for (int i = 0; i < 3; ++i) sum[i] += double(p[i]) - lo[i];
+            const float* p = &mesh.positions[std::size_t(mesh.triangles[3 * t + k])].x;
+            for (int i = 0; i < 3; ++i) sum[i] += p[i] - lo[i];
         }
         std::uint32_t cell[3];
-        for (int i = 0; i < 3; ++i) cell[i] = std::uint32_t(std::min(std::max(sum[i] * scale[i], 0.0), 1023.0));
+        for (int i = 0; i < 3; ++i) cell[i] = std::uint32_t(std::min(std::max(sum[i] * scale[i], 0.0f), 1023.0f));
         key[t] = spread3(cell[0]) | spread3(cell[1]) << 1 | spread3(cell[2]) << 2;
     }
     std::vector<std::uint32_t> order(count), next(count), bucket(1u << 15);
@@ -107,22 +105,38 @@ void orderTrianglesSpatially(const std::vector<KVVector3f>& points, const std::v
         for (std::uint32_t t : order) next[bucket[(key[t] >> shift) & 0x7FFF]++] = t;
         order.swap(next);
     }
-    std::vector<std::int32_t> sorted(triangles.size());
+    // Triangles (and their corners' wedges) in the new order, vertices numbered by first use.
+    std::vector<std::int32_t> renumber(vertices, -1);
+    std::int32_t used = 0;
+    std::vector<std::int32_t> sorted(mesh.triangles.size());
     for (std::size_t i = 0; i < count; ++i)
-        for (int k = 0; k < 3; ++k) sorted[3 * i + k] = triangles[3 * std::size_t(order[i]) + k];
-    triangles.swap(sorted);
-    if (!corners.empty()) {
-        std::vector<std::int32_t> c(corners.size());
+        for (int k = 0; k < 3; ++k) {
+            std::int32_t& v = renumber[std::size_t(mesh.triangles[3 * std::size_t(order[i]) + k])];
+            if (v < 0) v = used++;
+            sorted[3 * i + k] = v;
+        }
+    mesh.triangles.swap(sorted);
+    for (std::vector<std::int32_t>* perCorner : {&mesh.wedges, &corners}) {
+        if (perCorner->empty()) continue;
+        std::vector<std::int32_t> moved(perCorner->size());
         for (std::size_t i = 0; i < count; ++i)
-            for (int k = 0; k < 3; ++k) c[3 * i + k] = corners[3 * std::size_t(order[i]) + k];
-        corners.swap(c);
+            for (int k = 0; k < 3; ++k) moved[3 * i + k] = (*perCorner)[3 * std::size_t(order[i]) + k];
+        perCorner->swap(moved);
     }
+    auto permute = [&](auto& values) {
+        if (values.empty()) return;
+        std::remove_reference_t<decltype(values)> moved(values.size());
+        for (std::size_t v = 0; v < vertices; ++v)
+            if (renumber[v] >= 0) moved[std::size_t(renumber[v])] = values[v];
+        values.swap(moved);
+    };
+    permute(mesh.positions);
+    permute(mesh.colors);
+    permute(mesh.mask);
 }
 
-}  // namespace
-
 bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options, WorkMesh& mesh,
-                   std::string& error) {
+                   std::string& error, bool spatialOrder) {
     const std::size_t n = input.points.size();
     if (input.triangles.size() % 3 != 0) return error = "triangle list is not a multiple of 3", false;
     if (n > std::size_t(INT32_MAX) || input.triangles.size() > std::size_t(INT32_MAX))
@@ -154,7 +168,6 @@ bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options
         if (uvs)
             for (int k = 0; k < 3; ++k) corners.push_back(std::int32_t(t + k));
     }
-    orderTrianglesSpatially(input.points, weld, welded, triangles, corners);
     std::vector<std::int32_t> compact(welded, -1);
     std::int32_t used = 0;
     for (std::int32_t& i : triangles) {
@@ -173,6 +186,7 @@ bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options
         if (input.hasMask()) mesh.mask[w] = std::max(mesh.mask[w], input.mask[i]);
     }
     mesh.triangles = std::move(triangles);
+    if (spatialOrder) orderSpatially(mesh, corners);
 
     if (uvs) {
         // Wedges: a vertex's corners with bit-identical UVs share one. Corners are grouped by vertex
@@ -333,11 +347,12 @@ DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptio
         return result;
     }
     try {
+        const bool meshoptFirst = chooseReductionPath(input, options) == ReductionPath::MeshoptFirst;
         WorkMesh mesh;
-        if (!buildWorkMesh(input, options, mesh, result.error)) return result;
+        if (!buildWorkMesh(input, options, mesh, result.error, !meshoptFirst)) return result;
         std::int64_t target = std::max<std::int64_t>(options.targetVertices, 0);
         DecimationCallbacks finish = callbacks;
-        if (chooseReductionPath(input, options) == ReductionPath::MeshoptFirst) {
+        if (meshoptFirst) {
             const std::int64_t live = std::int64_t(mesh.positions.size());
             const std::int64_t total = std::max<std::int64_t>(live - target, 0);
             if (callbacks.progress && !callbacks.progress(0, total)) {
@@ -352,6 +367,10 @@ DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptio
                 result.cancelled = true;
                 result.error = "cancelled";
                 return result;
+            }
+            if (outcome == MeshoptOutcome::Refused) {
+                std::vector<std::int32_t> noCorners;
+                orderSpatially(mesh, noCorners);  // our engine takes the whole mesh after all
             }
             if (outcome == MeshoptOutcome::Reduced && callbacks.progress) {
                 // Our engine's counts continue where meshoptimizer's reduction left them.

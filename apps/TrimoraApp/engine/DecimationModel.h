@@ -59,8 +59,14 @@ struct CollapseLog {
 
 // Checks the input's sizes and indices; welds positions (bit-identical), UVs per position and
 // drops degenerate triangles and unreferenced vertices. False with `error` set on bad input.
+// `spatialOrder`: scattered file orders are sorted spatially (orderSpatially), for our engine;
+// the meshopt-first path groups triangles by block itself and skips it.
 bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options, WorkMesh& mesh,
-                   std::string& error);
+                   std::string& error, bool spatialOrder = true);
+
+// Sorts scattered triangle orders along a space-filling curve and renumbers vertices by first use;
+// `corners` (per-corner values, or empty) moves with the triangles. Coherent orders are kept.
+void orderSpatially(WorkMesh& mesh, std::vector<std::int32_t>& corners);
 
 // Collapses edges until `target` vertices remain or no allowed collapse is left. Appends every
 // collapse to `log` when given. `mesh` keeps the result (removed triangles marked -1).

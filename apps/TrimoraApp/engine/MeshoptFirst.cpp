@@ -410,18 +410,20 @@ void reduceBlock(Block& b, double keep, bool lockBorder, const std::vector<KVVec
 }
 
 // Fixed blocks: runs of cells of a 16x16x16 grid over the bounding box in Morton order, holding
-// about equal triangle counts. They depend on the mesh only, never on the thread count.
-std::vector<std::uint8_t> blockOfTriangles(const WorkMesh& mesh, int blocks) {
+// about equal triangle counts. They depend on the mesh only, never on the thread count. Gives each
+// triangle's cell and each cell's block (cells in Morton order, so a block is a run of cells).
+void spatialCells(const WorkMesh& mesh, int blocks, std::vector<std::uint16_t>& cell,
+                  std::vector<std::uint8_t>& blockOfCell) {
     const std::size_t count = mesh.triangles.size() / 3;
-    std::vector<std::uint8_t> block(count, 0);
-    if (blocks <= 1) return block;
+    cell.assign(count, 0);
+    blockOfCell.assign(4096, 0);
+    if (blocks <= 1) return;
     float lo[3] = {0, 0, 0}, hi[3] = {0, 0, 0};
     for (int i = 0; i < 3; ++i) lo[i] = hi[i] = (&mesh.positions[0].x)[i];
     for (const KVVector3f& p : mesh.positions)
         for (int i = 0; i < 3; ++i) lo[i] = std::min(lo[i], (&p.x)[i]), hi[i] = std::max(hi[i], (&p.x)[i]);
     double scale[3];
     for (int i = 0; i < 3; ++i) scale[i] = hi[i] > lo[i] ? 16.0 / (3.0 * (double(hi[i]) - lo[i])) : 0;
-    std::vector<std::uint16_t> cell(count);
     std::vector<std::uint64_t> histogram(4097, 0);
     for (std::size_t t = 0; t < count; ++t) {
         double sum[3] = {0, 0, 0};
@@ -436,9 +438,9 @@ std::vector<std::uint8_t> blockOfTriangles(const WorkMesh& mesh, int blocks) {
         ++histogram[std::size_t(code) + 1];
     }
     for (int c = 0; c < 4096; ++c) histogram[c + 1] += histogram[c];
-    for (std::size_t t = 0; t < count; ++t)
-        block[t] = std::uint8_t(std::min<std::uint64_t>(blocks - 1, histogram[cell[t]] * std::uint64_t(blocks) / count));
-    return block;
+    for (int c = 0; c < 4096; ++c)
+        blockOfCell[std::size_t(c)] =
+            std::uint8_t(std::min<std::uint64_t>(blocks - 1, histogram[std::size_t(c)] * std::uint64_t(blocks) / count));
 }
 
 }  // namespace
@@ -476,21 +478,33 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
     }
 
     const double keep = double(intermediate) / double(vertices);
-    const std::vector<std::uint8_t> blockOf = blockOfTriangles(mesh, blockCount);
     std::vector<Block> blocks(static_cast<std::size_t>(blockCount));
     {
-        // Triangles grouped by block (a counting sort), so that each block reads only its own.
+        // Triangles grouped by cell (a counting sort, stable), so that each block reads only its
+        // own, in an order that keeps its vertices near their neighbours in memory: file orders
+        // are often scattered.
+        std::vector<std::uint16_t> cell;
+        std::vector<std::uint8_t> blockOfCell;
+        spatialCells(mesh, blockCount, cell, blockOfCell);
         std::vector<std::uint32_t> start, order;
-        groupByKey(blockOf, std::size_t(blockCount), start, order);
+        groupByKey(cell, 4096, start, order);
         std::vector<std::uint32_t> local(vertices, ~0u);
+        std::size_t c = 0;
         for (int b = 0; b < blockCount; ++b) {
             Block& block = blocks[std::size_t(b)];
-            for (std::uint32_t i = start[std::size_t(b)]; i < start[std::size_t(b) + 1]; ++i) {
-                const std::size_t t = order[i];
+            const std::uint32_t first = start[c];
+            while (c < 4096 && blockOfCell[c] == b) ++c;
+            const std::uint32_t end = start[c];
+            // A closed surface has about half as many vertices as triangles; outlines add a few.
+            block.vertices.reserve(std::size_t(end - first) / 2 + 64);
+            block.triangles.resize(3 * std::size_t(end - first));
+            std::uint32_t* out = block.triangles.data();
+            for (std::uint32_t i = first; i < end; ++i) {
+                const std::int32_t* tri = &mesh.triangles[3 * std::size_t(order[i])];
                 for (int k = 0; k < 3; ++k) {
-                    const std::uint32_t g = std::uint32_t(mesh.triangles[3 * t + k]);
+                    const std::uint32_t g = std::uint32_t(tri[k]);
                     if (local[g] == ~0u) local[g] = std::uint32_t(block.vertices.size()), block.vertices.push_back(g);
-                    block.triangles.push_back(local[g]);
+                    *out++ = local[g];
                 }
             }
             for (std::uint32_t g : block.vertices) local[g] = ~0u;
@@ -519,15 +533,16 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
         }
     });
     if (stop.load()) return MeshoptOutcome::Cancelled;
+    // Kept vertices are numbered by first use, block after block: our engine then finds a
+    // vertex's neighbours near it in memory.
     std::vector<std::int32_t> map(vertices, -1);
     std::size_t faces = 0;
+    std::int32_t kept = 0;
     for (const Block& b : blocks) {
         faces += b.result.size() / 3;
-        for (std::uint32_t v : b.result) map[b.vertices[v]] = 0;
+        for (std::uint32_t v : b.result)
+            if (map[b.vertices[v]] < 0) map[b.vertices[v]] = kept++;
     }
-    std::int32_t kept = 0;
-    for (std::int32_t& m : map)
-        if (m == 0) m = kept++;
     if (kept < floor) return MeshoptOutcome::Refused;
     std::vector<std::uint32_t> joined;  // the blocks' results in kept-vertex ids
     joined.reserve(3 * faces);
