@@ -49,15 +49,13 @@ TEST(ObjReaderIndices, AllCornerFormsAndRelativeIndicesNameTheSamePoints) {
     EXPECT_EQ(m.uvs[6].v, 1.0f);
     EXPECT_EQ(m.uvs[9].u, 0.0f);
     EXPECT_EQ(m.uvs[9].v, 0.0f);
-}
 
-TEST(ObjReaderIndices, UVsArrivingLateAreBackFilledForEarlierFaces) {
-    const ObjScene s = read(std::string(kSquare) + "vt 0.5 0.25\nf 1 2 3\nf 1/1 3/1 4/1\n");
-    const ObjMesh& m = s.meshes[0];
-    ASSERT_EQ(m.uvs.size(), 8u);
-    EXPECT_EQ(m.uvs[0].u, 0.0f);
-    EXPECT_EQ(m.uvs[4].u, 0.5f);
-    EXPECT_EQ(m.uvs[4].v, 0.25f);
+    // UVs arriving with a later face are back-filled for the earlier ones.
+    const ObjMesh late = read(std::string(kSquare) + "vt 0.5 0.25\nf 1 2 3\nf 1/1 3/1 4/1\n").meshes[0];
+    ASSERT_EQ(late.uvs.size(), 8u);
+    EXPECT_EQ(late.uvs[0].u, 0.0f);
+    EXPECT_EQ(late.uvs[4].u, 0.5f);
+    EXPECT_EQ(late.uvs[4].v, 0.25f);
 }
 
 TEST(ObjReaderFaces, PolygonsAreFanSplitIntoQuadsAndOneTriangle) {
@@ -69,13 +67,6 @@ TEST(ObjReaderFaces, PolygonsAreFanSplitIntoQuadsAndOneTriangle) {
     EXPECT_EQ(s.meshes[1].faces, (std::vector<int>{0, 1, 2, 3, 0, 3, 4, 5}));
     EXPECT_EQ(s.meshes[2].faces, (std::vector<int>{0, 1, 2, 3, 0, 3, 4, 5, 0, 5, 6, -1}));
     EXPECT_EQ(s.meshes[2].triangleCount(), 5u);
-}
-
-TEST(ObjReaderFaces, ShortFacesAreSkippedWithAWarning) {
-    const ObjScene s = read(std::string(kSquare) + "f 1 2\nl 1 2 3\nf 1 2 3\n");
-    EXPECT_EQ(s.meshes[0].faceCount(), 1u);
-    ASSERT_EQ(s.warnings.size(), 1u);
-    EXPECT_NE(s.warnings[0].find("1 faces"), std::string::npos);
 }
 
 TEST(ObjReaderGroups, GroupsAndObjectsMakeMeshesWithTheirOwnPoints) {
@@ -98,13 +89,19 @@ TEST(ObjReaderGroups, GroupsAndObjectsMakeMeshesWithTheirOwnPoints) {
     EXPECT_EQ(s.vertexCount(), 7u);
 }
 
-TEST(ObjReaderLines, CrLfContinuationsCommentsAndBlanksAreTolerated) {
+TEST(ObjReaderLines, CrLfContinuationsCommentsBlanksAndShortFacesAreTolerated) {
     const ObjScene s = read("# a comment\r\n\r\n  v 0 0 0 # origin\r\nv 1 0 0\r\nv +1 1e0 0\r\n\tv 0 1 0 1.0\r\n"
                             "f 1 2 \\\r\n 3 4\r\nusemtl\r\ns off\r\nvp 0.5\r\n");
     ASSERT_EQ(s.meshes.size(), 1u);
     EXPECT_EQ(s.meshes[0].faces, (std::vector<int>{0, 1, 2, 3}));
     EXPECT_EQ(s.meshes[0].points[2].y, 1.0f);
     EXPECT_TRUE(s.meshes[0].colors.empty());
+
+    // Short faces are skipped with one warning; lines are not faces.
+    const ObjScene shortFaces = read(std::string(kSquare) + "f 1 2\nl 1 2 3\nf 1 2 3\n");
+    EXPECT_EQ(shortFaces.meshes[0].faceCount(), 1u);
+    ASSERT_EQ(shortFaces.warnings.size(), 1u);
+    EXPECT_NE(shortFaces.warnings[0].find("1 faces"), std::string::npos);
 }
 
 TEST(ObjReaderColors, VertexColoursInUnitOrByteRangeBecomePackedColours) {
@@ -138,7 +135,7 @@ TEST(ObjReaderMaterials, TexturesComeFromTheMaterialLibraryBesideTheFile) {
     EXPECT_TRUE(severalNoted);
 }
 
-TEST(ObjReaderFaults, MalformedInputIsRefusedWithItsLine) {
+TEST(ObjReaderFaults, MalformedInputIsRefusedWithItsLineAndAMissingFileIsNamed) {
     EXPECT_EQ(refuse(std::string(kSquare) + "f 1 2 0\n"), "t.obj:5: vertex index 0 out of range (4 defined)");
     EXPECT_EQ(refuse(std::string(kSquare) + "\nf 1 2 5\n"), "t.obj:6: vertex index 5 out of range (4 defined)");
     EXPECT_EQ(refuse(std::string(kSquare) + "f 1 2 -5\n"), "t.obj:5: vertex index -5 out of range (4 defined)");
@@ -149,9 +146,6 @@ TEST(ObjReaderFaults, MalformedInputIsRefusedWithItsLine) {
     EXPECT_EQ(refuse(std::string(kSquare) + "f 1 a 3\n"), "t.obj:5: bad face corner 'a'");
     EXPECT_NE(refuse(kSquare).find("no faces"), std::string::npos);
     EXPECT_NE(refuse("").find("no faces"), std::string::npos);
-}
-
-TEST(ObjReaderFaults, AFileThatCannotBeReadIsNamed) {
     ObjScene scene;
     std::string error;
     EXPECT_FALSE(ObjReader::readFile("/nonexistent/x.obj", scene, error));
