@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "../plugin/PluginTestSupport.h"
 #include "ExportAllObjUtils.h"
 #include "KVArray.h"
 #include "KVString.h"
@@ -35,32 +36,19 @@ bool isCharDevice(const char* path) {
 
 // A deleted /dev/full would break every later test on the machine: check it around the suite.
 class DevFullGuard : public ::testing::Environment {
+    bool m_before = false;
+
 public:
     void SetUp() override { m_before = isCharDevice("/dev/full"); }
     void TearDown() override {
-        if (m_before) {
-            EXPECT_TRUE(isCharDevice("/dev/full")) << "/dev/full is no longer a character device";
-        }
+        EXPECT_TRUE(!m_before || isCharDevice("/dev/full")) << "/dev/full is no longer a character device";
     }
-
-private:
-    bool m_before = false;
 };
 const ::testing::Environment* const s_guard = ::testing::AddGlobalTestEnvironment(new DevFullGuard);
-
-bool exists(const std::string& p) { return access(p.c_str(), F_OK) == 0; }
 
 off_t sizeOf(const std::string& p) {
     struct stat st;
     return stat(p.c_str(), &st) == 0 ? st.st_size : -1;
-}
-
-bool writeBytes(const std::string& p, std::size_t n, char fill) {
-    FILE* f = std::fopen(p.c_str(), "wb");
-    if (f == nullptr) return false;
-    const std::vector<char> bytes(n, fill);
-    const bool ok = std::fwrite(bytes.data(), 1, n, f) == n;
-    return std::fclose(f) == 0 && ok;
 }
 
 // What the child saw, or why it could not set the disk up.
@@ -150,20 +138,9 @@ TEST(FailingDisk, EveryWriterReportsTheFullDisk) {
     char srcDir[] = "/tmp/trimora_src_XXXXXX";
     ASSERT_NE(mkdtemp(srcDir), nullptr);
     const std::string source = std::string(srcDir) + "/source", mesh = std::string(srcDir) + "/mesh.kel";
-    ASSERT_TRUE(writeBytes(source, 64 * 1024, 'c'));
-    {
-        // 3,000 points: about 100 KB of OBJ text.
-        FILE* f = std::fopen(mesh.c_str(), "wb");
-        ASSERT_NE(f, nullptr);
-        const std::uint32_t n = 3000;
-        const std::uint32_t header[4] = {10001u, 16u + 12u * n, n, 0u}, end[4] = {0u, 16u, 0u, 0u};
-        std::fwrite("Kelb", 1, 4, f);
-        std::fwrite(std::vector<char>(28, 0).data(), 1, 28, f);
-        std::fwrite(header, 4, 4, f);
-        std::fwrite(std::vector<float>(3 * n, 0.333f).data(), 4, 3 * n, f);
-        std::fwrite(end, 4, 4, f);
-        ASSERT_EQ(std::fclose(f), 0);
-    }
+    ASSERT_TRUE(writeFile(source, std::string(64 * 1024, 'c')));
+    // 3,000 points: about 100 KB of OBJ text.
+    ASSERT_TRUE(writeFile(mesh, testsupport::kelBytes({{10001, 3000, testsupport::bytesOf(std::vector<float>(9000, 0.333f))}})));
     using Body = std::function<std::string(const std::string&, const std::string&)>;
     const struct {
         const char* name;
@@ -178,11 +155,11 @@ TEST(FailingDisk, EveryWriterReportsTheFullDisk) {
              };
              // Each step on its own statement: the operands of + are not evaluated in order.
              std::string s = std::string("copy=") + copy(source, target);
-             s += std::string(" target=") + yesNo(exists(target));
-             writeBytes(target, 100, 't');  // a target that stood there before is not left half-written
+             s += std::string(" target=") + yesNo(pathExists(target));
+             writeFile(target, std::string(100, 't'));  // a target that stood there before is not left half-written
              s += std::string(" again=") + copy(source, target);
-             s += std::string(" target=") + yesNo(exists(target));
-             writeBytes(small, 10, 'k');
+             s += std::string(" target=") + yesNo(pathExists(target));
+             writeFile(small, std::string(10, 'k'));
              s += std::string(" small=") + copy(small, target);
              s += " size=" + std::to_string(sizeOf(target));
              if (!full.empty()) s += std::string(" full=") + copy(source, full);
@@ -194,7 +171,7 @@ TEST(FailingDisk, EveryWriterReportsTheFullDisk) {
              const std::string path = dir + "/colors.kel";
              KVArray<unsigned int> colors(20000, 0x00FF8040u), few(10, 1u);  // 80 KB, then 40 bytes of payload
              std::string s = std::string("big=") + yesNo(KVKelIO_Core::writeMRGBBloc(KVString(path.c_str()), colors));
-             s += std::string(" file=") + yesNo(exists(path));
+             s += std::string(" file=") + yesNo(pathExists(path));
              s += std::string(" small=") + yesNo(KVKelIO_Core::writeMRGBBloc(KVString(path.c_str()), few));
              s += " size=" + std::to_string(sizeOf(path));
              // The writer deletes its file on failure: here that is the private node, never /dev/full.
