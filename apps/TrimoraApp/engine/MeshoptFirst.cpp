@@ -343,12 +343,27 @@ constexpr int kRepairRounds = 3;
 // Reduces one block. Where meshopt_simplify's result has bad faces, the input triangles around
 // them are kept out of the next round (their outline locked, so the rest fits them), up to
 // kRepairRounds; a block still bad after that stays as it came.
-void reduceBlock(Block& b, double keep, bool lockBorder, const std::vector<KVVector3f>& allPositions,
-                 const std::vector<Normal>& allNormals) {
+void reduceBlock(Block& b, double keep, bool lockBorder, const std::vector<KVVector3f>& allPositions) {
     const std::size_t n = b.vertices.size(), count = b.triangles.size() / 3;
     std::vector<KVVector3f> positions(n);
-    std::vector<Normal> normal(n);
-    for (std::size_t i = 0; i < n; ++i) positions[i] = allPositions[b.vertices[i]], normal[i] = allNormals[b.vertices[i]];
+    for (std::size_t i = 0; i < n; ++i) positions[i] = allPositions[b.vertices[i]];
+    // The input surface's unit vertex normals, for the orientation checks. On the block's outline
+    // they come from its own side: the faces they judge lie on it.
+    std::vector<Normal> normal(n, Normal{0, 0, 0});
+    for (std::size_t t = 0; t < count; ++t) {
+        const std::uint32_t* tri = &b.triangles[3 * t];
+        const Normal f = faceNormal(positions, tri);
+        const double l = std::sqrt(f.x * f.x + f.y * f.y + f.z * f.z);
+        if (!(l > 0)) continue;
+        for (int k = 0; k < 3; ++k) {
+            Normal& a = normal[tri[k]];
+            a.x += f.x / l, a.y += f.y / l, a.z += f.z / l;
+        }
+    }
+    for (Normal& v : normal) {
+        const double l = std::sqrt(v.x * v.x + v.y * v.y + v.z * v.z);
+        if (l > 0) v = Normal{v.x / l, v.y / l, v.z / l};
+    }
     std::vector<std::uint8_t> excluded(count, 0);
     std::size_t excludedCount = 0;
     Fans fans;
@@ -459,24 +474,6 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
     intermediate = std::max<std::int64_t>(intermediate, std::int64_t(blockCount) * kMeshoptBlockKeep);
     if (intermediate >= std::int64_t(vertices) * 9 / 10) return MeshoptOutcome::Refused;
 
-    // The input surface's unit vertex normals, for the orientation checks.
-    std::vector<Normal> normal(vertices, Normal{0, 0, 0});
-    for (std::size_t t = 0; t < count; ++t) {
-        const std::int32_t* v = &mesh.triangles[3 * t];
-        const std::uint32_t tri[3] = {std::uint32_t(v[0]), std::uint32_t(v[1]), std::uint32_t(v[2])};
-        Normal n = faceNormal(mesh.positions, tri);
-        double l = std::sqrt(n.x * n.x + n.y * n.y + n.z * n.z);
-        if (!(l > 0)) continue;
-        for (int k = 0; k < 3; ++k) {
-            Normal& a = normal[tri[k]];
-            a.x += n.x / l, a.y += n.y / l, a.z += n.z / l;
-        }
-    }
-    for (Normal& n : normal) {
-        double l = std::sqrt(n.x * n.x + n.y * n.y + n.z * n.z);
-        if (l > 0) n = Normal{n.x / l, n.y / l, n.z / l};
-    }
-
     const double keep = double(intermediate) / double(vertices);
     std::vector<Block> blocks(static_cast<std::size_t>(blockCount));
     {
@@ -526,7 +523,7 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
             if (stop.load()) return;
             const int b = next.fetch_add(1);
             if (b >= blockCount) return;
-            reduceBlock(blocks[std::size_t(b)], keep, lockBorder, mesh.positions, normal);
+            reduceBlock(blocks[std::size_t(b)], keep, lockBorder, mesh.positions);
             removed += blocks[std::size_t(b)].removed;
             if (worker == 0 && callbacks.progress && !callbacks.progress(std::min(removed.load(), total), total))
                 stop = true;
