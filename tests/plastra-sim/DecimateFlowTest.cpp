@@ -157,8 +157,10 @@ TEST(PlastraSim, ListsTheTableCommandsCallsThemAndRefusesWhatItDoesNotKnow) {
     EXPECT_NE(list.out.find("GetDefaultNumThreads\n"), std::string::npos);
     EXPECT_NE(list.out.find("SetTrimoraAppPath\n"), std::string::npos);
     std::size_t start = 0;
-    for (std::size_t end; (end = list.out.find('\n', start)) != std::string::npos; start = end + 1)
-        EXPECT_TRUE(plug::isCommandName(list.out.substr(start, end - start).c_str())) << list.out.substr(start, end - start);
+    for (std::size_t end; (end = list.out.find('\n', start)) != std::string::npos; start = end + 1) {
+        const std::string name = list.out.substr(start, end - start);
+        EXPECT_TRUE(plug::isCommandName(name.c_str())) << name;
+    }
     EXPECT_EQ(start, list.out.size()) << "an unfinished last line";
 
     char expected[64];
@@ -220,7 +222,8 @@ TEST(DecimateFlow, ProgressiveJobDecimatesFromItsCachesToAVertexCount) {
     writeScene(s);
     TempFolder temp;
     const std::string out = s.dir.file("pm.obj");
-    const SimRun r = runSim({"decimate", s.obj, "-o", out, "--vertices", "300", "--progressive", "--temp", temp.path()});
+    const SimRun r =
+        runSim({"decimate", s.obj, "-o", out, "--vertices", "300", "--progressive", "--temp", temp.path()});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.out.find("build progressive meshes"), std::string::npos) << r.out;
     Loaded l;

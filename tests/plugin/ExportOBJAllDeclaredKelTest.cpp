@@ -58,20 +58,15 @@ float exportDeclared(const std::vector<Declared>& meshes, const std::string& obj
 std::string vLines(const Mesh& m) {
     std::string out;
     char buf[256];
-    for (const auto& p : m.points) {
-        std::snprintf(buf, sizeof(buf), "v %.9f %.9f %.9f\n", double(p.x), double(p.y), double(p.z));
-        out += buf;
-    }
+    for (const auto& p : m.points)
+        out.append(buf, std::snprintf(buf, sizeof(buf), "v %.9f %.9f %.9f\n", double(p.x), double(p.y), double(p.z)));
     return out;
 }
-
 std::string vtLines(const Mesh& m) {
     std::string out;
     char buf[256];
-    for (const auto& t : m.uvs) {
-        std::snprintf(buf, sizeof(buf), "vt %.9f %.9f\n", double(t.u), double(t.v));
-        out += buf;
-    }
+    for (const auto& t : m.uvs)
+        out.append(buf, std::snprintf(buf, sizeof(buf), "vt %.9f %.9f\n", double(t.u), double(t.v)));
     return out;
 }
 
@@ -185,10 +180,11 @@ TEST(ExportOBJAllDeclaredKel, MaterialsWhenOnlySomeMeshesAreTextured) {
     EXPECT_EQ(text.substr(text.size() - tail.size()), tail);
 
     // All meshes textured, one by a Windows path: each its own material.
-    exportDeclared({{folder.file("a.kel"), "t1.png"}, {folder.file("b.kel"), "C:\\maps\\t2.png"}}, folder.file("two.obj"));
-    EXPECT_EQ(contents(folder.file("two.mtl")), kMtlHeader +
-                                                    "newmtl defaultMat\nKd 0.7 0.7 0.7\n\nnewmtl mat1\nmap_Kd t1.png\n\n"
-                                                    "newmtl mat2\nmap_Kd t2.png\n\n");
+    exportDeclared({{folder.file("a.kel"), "t1.png"}, {folder.file("b.kel"), "C:\\maps\\t2.png"}},
+                   folder.file("two.obj"));
+    EXPECT_EQ(contents(folder.file("two.mtl")),
+              kMtlHeader + "newmtl defaultMat\nKd 0.7 0.7 0.7\n\nnewmtl mat1\nmap_Kd t1.png\n\n"
+                           "newmtl mat2\nmap_Kd t2.png\n\n");
     EXPECT_NE(contents(folder.file("two.obj")).find("g subtool1\nusemtl mat1\n"), std::string::npos);
 }
 
@@ -305,10 +301,11 @@ TEST(ExportOBJAllDeclaredKel, FacesGoOutAsStoredEvenWhenTheyNameMissingVertices)
     ASSERT_TRUE(writeKel(folder.file("m.kel"), m));
     // A UV block holding the pairs of one face for two faces (no writer makes one).
     using testsupport::bytesOf;
-    ASSERT_TRUE(writeFile(folder.file("s.kel"),
-                          testsupport::kelBytes({{10001, 4, bytesOf(std::vector<float>{0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0})},
-                                                 {20001, 2, bytesOf(std::vector<int>{0, 1, 2, 3, 1, 2, 3, 0})},
-                                                 {25001, 1, bytesOf(std::vector<float>(8, 0.25f))}})));
+    const std::vector<float> square = {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0}, uvs(8, 0.25f);
+    const std::vector<int> faces = {0, 1, 2, 3, 1, 2, 3, 0};
+    ASSERT_TRUE(writeFile(folder.file("s.kel"), testsupport::kelBytes({{10001, 4, bytesOf(square)},
+                                                                       {20001, 2, bytesOf(faces)},
+                                                                       {25001, 1, bytesOf(uvs)}})));
     const std::string obj = folder.file("out.obj");
     EXPECT_EQ(exportDeclared({{folder.file("m.kel"), nullptr}, {folder.file("s.kel"), nullptr}}, obj), 0.0f);
     const std::string text = contents(obj);

@@ -1,4 +1,4 @@
-// InitTrimora and GetDefaultNumThreads through the loaded module: preference floats, the repeat answer, start-up cleaning.
+// InitTrimora and GetDefaultNumThreads through the loaded module: preferences, the repeat answer, cleaning.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -33,7 +33,9 @@ void touch(const TempFolder& dir, const std::vector<std::string>& files) {
 }
 
 // The default thread count for this machine, unbiased (the rule's steps are checked on their own).
-float defaultThreads() { return static_cast<float>(numDefaultThreadsFor(static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN)))); }
+float defaultThreads() {
+    return static_cast<float>(numDefaultThreadsFor(static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN))));
+}
 
 }  // namespace
 
