@@ -105,6 +105,9 @@ std::size_t mendFaces(std::vector<std::uint32_t>& faces, std::size_t checked, co
     for (int pass = 0; pass < 8; ++pass) {
         // Well-shaped repairs first; then any that at least faces outwards.
         const double accept = pass < 4 ? 0.09 : 0.0;
+        // Nothing to mend at the stricter level is nothing at the looser one either.
+        const std::vector<std::uint32_t> bad = badFaces(faces, checked, positions, &normal, accept);
+        if (bad.empty()) break;
         fans.build(faces, positions.size());
         std::fill(touched.begin(), touched.end(), 0);
         auto faceWith = [&](std::uint32_t a, std::uint32_t b, std::uint32_t& found) {
@@ -252,7 +255,7 @@ std::size_t mendFaces(std::vector<std::uint32_t>& faces, std::size_t checked, co
             return true;
         };
         bool changed = false;
-        for (std::uint32_t t : badFaces(faces, checked, positions, &normal, accept)) {
+        for (std::uint32_t t : bad) {
             std::uint32_t* v = &faces[3 * t];
             if (v[0] == kGone || touched[v[0]] || touched[v[1]] || touched[v[2]]) continue;
             std::uint32_t g = kGone;
