@@ -69,13 +69,7 @@ std::uint32_t spread3(std::uint32_t x) {
 // `corners` holds per-corner values (or nothing) that move with their triangles, as the wedges do.
 void orderSpatially(WorkMesh& mesh, std::vector<std::int32_t>& corners) {
     const std::size_t count = mesh.triangles.size() / 3, vertices = mesh.positions.size();
-    if (count < 4096) return;
-    std::uint64_t span = 0;
-    for (std::size_t t = 0; t < count; ++t) {
-        const std::int32_t a = mesh.triangles[3 * t], b = mesh.triangles[3 * t + 1], c = mesh.triangles[3 * t + 2];
-        span += std::uint64_t(std::max({a, b, c}) - std::min({a, b, c}));
-    }
-    if (span / count < 256 + vertices / 64) return;
+    if (!scatteredOrder(mesh)) return;
     float lo[3], hi[3];
     bounds(mesh.positions, lo, hi);
     float scale[3];

@@ -1,6 +1,7 @@
 // The welded working mesh shared by the collapse engine, the progressive history and the output step.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -63,6 +64,19 @@ struct CollapseLog {
 // the meshopt-first path groups triangles by block itself and skips it.
 bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options, WorkMesh& mesh,
                    std::string& error, bool spatialOrder = true);
+
+// Whether the mesh lists its triangles in scattered order: their corners lie far apart in the
+// vertex array on average. Small meshes never count as scattered: they fit in the caches.
+inline bool scatteredOrder(const WorkMesh& mesh) {
+    const std::size_t count = mesh.triangles.size() / 3;
+    if (count < 4096) return false;
+    std::uint64_t span = 0;
+    for (std::size_t t = 0; t < count; ++t) {
+        const std::int32_t a = mesh.triangles[3 * t], b = mesh.triangles[3 * t + 1], c = mesh.triangles[3 * t + 2];
+        span += std::uint64_t(std::max({a, b, c}) - std::min({a, b, c}));
+    }
+    return span / count >= 256 + mesh.positions.size() / 64;
+}
 
 // Sorts scattered triangle orders along a space-filling curve and renumbers vertices by first use;
 // `corners` (per-corner values, or empty) moves with the triangles. Coherent orders are kept.

@@ -428,20 +428,19 @@ void reduceBlock(Block& b, double keep, bool lockBorder, const std::vector<KVVec
 }
 
 // Fixed blocks: runs of cells of a 16x16x16 grid over the bounding box in Morton order, holding
-// about equal triangle counts. They depend on the mesh only, never on the thread count. Gives each
-// triangle's cell and each cell's block (cells in Morton order, so a block is a run of cells).
-void spatialCells(const WorkMesh& mesh, int blocks, std::vector<std::uint16_t>& cell,
-                  std::vector<std::uint8_t>& blockOfCell) {
+// about equal triangle counts. They depend on the mesh only, never on the thread count. `cells`,
+// when given, receives each triangle's cell.
+std::vector<std::uint8_t> blockOfTriangles(const WorkMesh& mesh, int blocks, std::vector<std::uint16_t>* cells) {
     const std::size_t count = mesh.triangles.size() / 3;
-    cell.assign(count, 0);
-    blockOfCell.assign(4096, 0);
-    if (blocks <= 1) return;
+    std::vector<std::uint8_t> block(count, 0);
+    if (blocks <= 1 && !cells) return block;
     float lo[3] = {0, 0, 0}, hi[3] = {0, 0, 0};
     for (int i = 0; i < 3; ++i) lo[i] = hi[i] = (&mesh.positions[0].x)[i];
     for (const KVVector3f& p : mesh.positions)
         for (int i = 0; i < 3; ++i) lo[i] = std::min(lo[i], (&p.x)[i]), hi[i] = std::max(hi[i], (&p.x)[i]);
     double scale[3];
     for (int i = 0; i < 3; ++i) scale[i] = hi[i] > lo[i] ? 16.0 / (3.0 * (double(hi[i]) - lo[i])) : 0;
+    std::vector<std::uint16_t> cell(count);
     std::vector<std::uint64_t> histogram(4097, 0);
     for (std::size_t t = 0; t < count; ++t) {
         double sum[3] = {0, 0, 0};
@@ -456,9 +455,10 @@ void spatialCells(const WorkMesh& mesh, int blocks, std::vector<std::uint16_t>& 
         ++histogram[std::size_t(code) + 1];
     }
     for (int c = 0; c < 4096; ++c) histogram[c + 1] += histogram[c];
-    for (int c = 0; c < 4096; ++c)
-        blockOfCell[std::size_t(c)] =
-            std::uint8_t(std::min<std::uint64_t>(blocks - 1, histogram[std::size_t(c)] * std::uint64_t(blocks) / count));
+    for (std::size_t t = 0; t < count; ++t)
+        block[t] = std::uint8_t(std::min<std::uint64_t>(blocks - 1, histogram[cell[t]] * std::uint64_t(blocks) / count));
+    if (cells) cells->swap(cell);
+    return block;
 }
 
 }  // namespace
@@ -480,21 +480,23 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
     const double keep = double(intermediate) / double(vertices);
     std::vector<Block> blocks(static_cast<std::size_t>(blockCount));
     {
-        // Triangles grouped by cell (a counting sort, stable), so that each block reads only its
-        // own, in an order that keeps its vertices near their neighbours in memory: file orders
-        // are often scattered.
-        std::vector<std::uint16_t> cell;
-        std::vector<std::uint8_t> blockOfCell;
-        spatialCells(mesh, blockCount, cell, blockOfCell);
+        // Triangles grouped by block (a counting sort, stable), so that each block reads only its
+        // own. Within a block they keep a coherent file order (meshopt_simplify's result depends on
+        // it); a scattered one goes cell by cell instead, which keeps neighbours near in memory.
+        // A block is a run of cells, so either way its triangles are one range of `order`.
+        std::vector<std::uint16_t> cells;
+        const bool scattered = scatteredOrder(mesh);
+        const std::vector<std::uint8_t> blockOf = blockOfTriangles(mesh, blockCount, scattered ? &cells : nullptr);
         std::vector<std::uint32_t> start, order;
-        groupByKey(cell, 4096, start, order);
+        groupByKey(blockOf, std::size_t(blockCount), start, order);
+        if (scattered) {
+            std::vector<std::uint32_t> byCell;
+            groupByKey(cells, 4096, byCell, order);
+        }
         std::vector<std::uint32_t> local(vertices, ~0u);
-        std::size_t c = 0;
         for (int b = 0; b < blockCount; ++b) {
             Block& block = blocks[std::size_t(b)];
-            const std::uint32_t first = start[c];
-            while (c < 4096 && blockOfCell[c] == b) ++c;
-            const std::uint32_t end = start[c];
+            const std::uint32_t first = start[std::size_t(b)], end = start[std::size_t(b) + 1];
             // A closed surface has about half as many vertices as triangles; outlines add a few.
             block.vertices.reserve(std::size_t(end - first) / 2 + 64);
             block.triangles.resize(3 * std::size_t(end - first));
