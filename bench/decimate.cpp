@@ -5,6 +5,7 @@
 // loop), --quick-error the same with the error; --handoff: meshopt-first jobs hand over to our engine at X times the target;
 // --only: one mesh; --runs: each figure is the fastest of at least N runs (a shared machine's noise; short
 // work runs more often, for half a second at least).
+#include <malloc.h>
 #include <meshoptimizer.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -234,14 +235,30 @@ long rssKb() {
     return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
+// The resident peak since the last resetPeak(), in kB.
+long peakKb() {
+    long kb = 0;
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.compare(0, 6, "VmHWM:") == 0) kb = std::atol(line.c_str() + 6);
+    return kb;
+}
+
+// A forked child starts with its parent's peak; this starts it again from the current size.
+void resetPeak() { std::ofstream("/proc/self/clear_refs") << "5"; }
+
 // Runs `work` in a child: it returns the result mesh; time and peak memory cover `work` only.
+// Memory the parent has freed goes back to the system first: a child reusing it would pay a
+// page copy per page it writes, which the job in its own process never does.
 Figures measure(const DecimationMesh& input, const std::function<bool(DecimationMesh&)>& work, bool withError) {
     int fd[2];
     if (pipe(fd) != 0) return {};
+    malloc_trim(0);
     pid_t pid = fork();
     if (pid == 0) {
         close(fd[0]);
         Figures f;
+        resetPeak();
         long before = rssKb();
         DecimationMesh out;
         auto t0 = std::chrono::steady_clock::now();
@@ -249,7 +266,7 @@ Figures measure(const DecimationMesh& input, const std::function<bool(Decimation
         f.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
         struct rusage ru;
         getrusage(RUSAGE_SELF, &ru);
-        f.megabytes = double(ru.ru_maxrss - before) / 1024.0;
+        f.megabytes = double(peakKb() - before) / 1024.0;
         f.cpu = double(ru.ru_utime.tv_sec + ru.ru_stime.tv_sec) + 1e-6 * double(ru.ru_utime.tv_usec + ru.ru_stime.tv_usec);
         f.vertices = long(out.vertexCount());
         f.error = !withError ? 0 : ok && out.triangleCount() ? hausdorff(input, out) : -1;
