@@ -29,7 +29,8 @@
 // times the target (each block keeping enough that its locked outline stays a small share), folds
 // and fins it leaves are mended locally, and our engine finishes from there with its placement,
 // checks and exact target. Alone, our engine took 1.3 to 2.1 times meshopt_simplify's time on
-// such jobs; this way it stays within 1.3 times at no worse error (bench/decimate.cpp).
+// such jobs; this way it takes 0.7 to 0.75 times on a 1M-triangle mesh and 0.9 to 1.3 times on a
+// 75k-triangle scan, at no worse error (bench/decimate.cpp).
 // Progressive histories always come from our engine alone.
 // The progressive history (ProgressiveMesh.cpp) records the same collapses and replays them.
 
