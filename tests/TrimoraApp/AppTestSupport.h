@@ -7,13 +7,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cmath>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "PluginHost.h"
@@ -27,15 +24,7 @@ namespace apptest {
 // The application built beside the test executable.
 inline std::string appPath() { return PluginHost::executableFolder() + "/TrimoraApp"; }
 
-// Polls until `done` holds; generous, so a loaded machine only makes the test slower.
-inline bool waitFor(const std::function<bool()>& done, int seconds = 120) {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    while (std::chrono::steady_clock::now() < limit) {
-        if (done()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return done();
-}
+using ::waitFor;  // the test host's
 
 // A started TrimoraApp; its standard error goes to a file.
 class AppProcess {

@@ -1,6 +1,7 @@
 // The test host: loads the built Trimora.so and calls its commands by name, as the host's scripts do.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -69,3 +70,6 @@ bool writeFile(const std::string& path, const std::string& bytes);
 bool readFile(const std::string& path, std::string& bytes);
 bool pathExists(const std::string& path);
 std::vector<std::string> listFolder(const std::string& path);
+
+// Polls until `done` holds, at most `seconds`; generous, so a loaded machine only makes a test slower.
+bool waitFor(const std::function<bool()>& done, double seconds = 120);

@@ -57,16 +57,6 @@ TEST(KVPlatformTest, CreateOneFolderMakesNoParents) {
 
 std::string argdumpPath() { return nativetest::executableFolder() + "/trimora_argdump"; }
 
-// Waits until `path` exists, at most `seconds`.
-bool waitForFile(const std::string& path, double seconds) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    while (std::chrono::steady_clock::now() < end) {
-        if (access(path.c_str(), F_OK) == 0) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return access(path.c_str(), F_OK) == 0;
-}
-
 std::map<std::string, std::string> readReport(const std::string& path) {
     std::map<std::string, std::string> report;
     std::istringstream in(nativetest::readText(path));
@@ -110,15 +100,12 @@ bool isListedAsOurChild(pid_t pid) {
 
 // True once `pid` is no longer a child of ours (reaped), waiting at most `seconds`.
 bool waitUntilReaped(pid_t pid, double seconds) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    for (;;) {
+    return waitFor([&] {
         char state = '?';
         pid_t parent = 0;
         const bool present = processState(pid, state, parent) && parent == getpid();
-        if (!present && !isListedAsOurChild(pid)) return true;
-        if (std::chrono::steady_clock::now() >= end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+        return !present && !isListedAsOurChild(pid);
+    }, seconds);
 }
 
 class KVPlatformLaunchTest : public ::testing::Test {
@@ -138,7 +125,7 @@ protected:
         ASSERT_TRUE(launched);
 
         const std::string out = argument + ".out";
-        ASSERT_TRUE(waitForFile(out, 10.0)) << "no report from the launched helper";
+        ASSERT_TRUE(waitFor([&] { return pathExists(out); }, 10.0)) << "no report from the launched helper";
         std::map<std::string, std::string> report = readReport(out);
         EXPECT_EQ(report["argc"], "2");
         EXPECT_EQ(report["arg"], argument);

@@ -3,28 +3,17 @@
 
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <functional>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "PluginHost.h"
 
 namespace testsupport {
 
-// Polls until `done` holds; generous, so a loaded machine only makes the test slower.
-inline bool waitFor(const std::function<bool()>& done, int seconds = 60) {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    while (std::chrono::steady_clock::now() < limit) {
-        if (done()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return done();
-}
+using ::waitFor;  // the test host's
 
 inline std::string contents(const std::string& path) {
     std::string bytes;

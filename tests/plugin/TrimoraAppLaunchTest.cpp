@@ -13,8 +13,6 @@ using testsupport::processesMentioning;
 
 namespace {
 
-bool waitFor(const std::function<bool()>& done) { return testsupport::waitFor(done, 180); }
-
 // An n x n height field of quads over [-1, 1]^2.
 bool writeGrid(const std::string& path, int n) {
     KVKelMesh mesh;
@@ -78,7 +76,7 @@ TEST_F(TrimoraAppLaunch, FollowedToTheEndThroughProgressAndRunningState) {
     ASSERT_TRUE(waitFor([&] {
         sawTask = sawTask || progressLine().find("TrimoraApp") != std::string::npos;
         return !isRunning();
-    })) << "the job did not end";
+    }, 180)) << "the job did not end";
     // The job is over only once its outputs are complete.
     EXPECT_NEAR(vertexCount(m_folder.file("a.kel")), 1440, 15);
     EXPECT_NEAR(vertexCount(m_folder.file("b.kel")), 500, 6);
@@ -94,13 +92,13 @@ TEST_F(TrimoraAppLaunch, DeletingTheRunningFileStopsTheApplicationWithoutOutput)
                                      "\nDecimationTargetPourcent = 1\nIFlipX = No\nIFlipY = No\nIFlipZ = No\n"
                                      "ISwitchYZ = No\n"));
     ASSERT_EQ(launch(), 0.0f);
-    ASSERT_TRUE(waitFor([&] { return progressLine().find("Decimating") != std::string::npos || !isRunning(); }));
+    ASSERT_TRUE(waitFor([&] { return progressLine().find("Decimating") != std::string::npos || !isRunning(); }, 180));
     ASSERT_TRUE(isRunning()) << "the job ended before it could be cancelled";
     ASSERT_EQ(processesMentioning(job()), 1);
 
     ASSERT_EQ(std::remove((job() + ".running").c_str()), 0);
     EXPECT_FALSE(isRunning());
-    EXPECT_TRUE(waitFor([&] { return processesMentioning(job()) == 0; })) << "the application went on";
+    EXPECT_TRUE(waitFor([&] { return processesMentioning(job()) == 0; }, 180)) << "the application went on";
     EXPECT_FALSE(pathExists(out));
     for (const std::string& name : listFolder(m_folder.path()))
         EXPECT_EQ(name.find(".tmp"), std::string::npos) << name;

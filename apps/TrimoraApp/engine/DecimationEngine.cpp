@@ -15,10 +15,10 @@
 // Every job is welded first (bit-identical positions become one vertex, UVs become wedges per
 // position and UV; scattered file orders are sorted spatially where our engine takes the whole
 // mesh) and finished by our own edge collapse (EdgeCollapse.cpp): area-weighted plane quadrics
-// with border planes, an optimal position for edges away from borders, seams, locks and the symmetry plane, colour spread weighted by
-// colorCoef, UV wedges renamed chart by chart (a corner only ever takes a UV of the same chart, so
-// seams stay seams), mirrored pairs collapsed together, masked and frozen-border vertices locked,
-// and a face-orientation check against both the current face and the original surface the face
+// with border planes, an optimal position for edges away from borders, seams, locks and the
+// symmetry plane, colour spread weighted by colorCoef, UV wedges renamed chart by chart (a corner
+// only ever takes a UV of the same chart, so seams stay seams), mirrored pairs collapsed together,
+// masked and frozen-border vertices locked, and a face-orientation check against both the current face and the original surface the face
 // stands for. Each pass evaluates the vertices whose neighbourhood changed (in parallel on one
 // worker pool per job), sorts the vertices' best collapses by cost and applies them cheapest first,
 // up to a cost limit; far from the target the cheapest ones go block by block over fixed spatial
@@ -63,6 +63,27 @@ std::uint32_t spread3(std::uint32_t x) {
 
 }  // namespace
 
+std::vector<std::uint32_t> triangleCells(const WorkMesh& mesh, int bits) {
+    const std::size_t count = mesh.triangles.size() / 3;
+    const int cells = 1 << bits;
+    float lo[3], hi[3];
+    bounds(mesh.positions, lo, hi);
+    double scale[3];
+    for (int i = 0; i < 3; ++i) scale[i] = hi[i] > lo[i] ? cells / (3.0 * (double(hi[i]) - lo[i])) : 0;
+    std::vector<std::uint32_t> code(count);
+    for (std::size_t t = 0; t < count; ++t) {
+        double sum[3] = {0, 0, 0};
+        for (int k = 0; k < 3; ++k) {
+            const float* p = &mesh.positions[std::size_t(mesh.triangles[3 * t + k])].x;
+            for (int i = 0; i < 3; ++i) sum[i] += double(p[i]) - lo[i];
+        }
+        std::uint32_t cell[3];
+        for (int i = 0; i < 3; ++i) cell[i] = std::uint32_t(std::min(std::max(int(sum[i] * scale[i]), 0), cells - 1));
+        code[t] = spread3(cell[0]) | spread3(cell[1]) << 1 | spread3(cell[2]) << 2;
+    }
+    return code;
+}
+
 // Files that list triangles and vertices in scattered order (many scans do) make every fan a
 // handful of cache misses for the collapse engine. Such meshes get their triangles sorted along a
 // Z-order curve through the bounding box (two counting-sort passes, stable) and their vertices
@@ -71,21 +92,7 @@ std::uint32_t spread3(std::uint32_t x) {
 void orderSpatially(WorkMesh& mesh, std::vector<std::int32_t>& corners) {
     const std::size_t count = mesh.triangles.size() / 3, vertices = mesh.positions.size();
     if (!scatteredOrder(mesh)) return;
-    float lo[3], hi[3];
-    bounds(mesh.positions, lo, hi);
-    float scale[3];
-    for (int i = 0; i < 3; ++i) scale[i] = hi[i] > lo[i] ? 1023.0f / (3.0f * (hi[i] - lo[i])) : 0;
-    std::vector<std::uint32_t> key(count);
-    for (std::size_t t = 0; t < count; ++t) {
-        float sum[3] = {0, 0, 0};
-        for (int k = 0; k < 3; ++k) {
-            const float* p = &mesh.positions[std::size_t(mesh.triangles[3 * t + k])].x;
-            for (int i = 0; i < 3; ++i) sum[i] += p[i] - lo[i];
-        }
-        std::uint32_t cell[3];
-        for (int i = 0; i < 3; ++i) cell[i] = std::uint32_t(std::min(std::max(sum[i] * scale[i], 0.0f), 1023.0f));
-        key[t] = spread3(cell[0]) | spread3(cell[1]) << 1 | spread3(cell[2]) << 2;
-    }
+    const std::vector<std::uint32_t> key = triangleCells(mesh, 10);
     std::vector<std::uint32_t> order(count), next(count), bucket(1u << 15);
     for (std::size_t t = 0; t < count; ++t) order[t] = std::uint32_t(t);
     for (int shift : {0, 15}) {

@@ -78,6 +78,10 @@ inline bool scatteredOrder(const WorkMesh& mesh) {
     return span / count >= 256 + mesh.positions.size() / 64;
 }
 
+// Each triangle's cell (by its centroid) in a grid of 2^bits cells a side over the bounding box,
+// as a Morton code, so that codes in order walk the cells along a Z-order curve. bits <= 10.
+std::vector<std::uint32_t> triangleCells(const WorkMesh& mesh, int bits);
+
 // Sorts scattered triangle orders along a space-filling curve and renumbers vertices by first use;
 // `corners` (per-corner values, or empty) moves with the triangles. Coherent orders are kept.
 void orderSpatially(WorkMesh& mesh, std::vector<std::int32_t>& corners);

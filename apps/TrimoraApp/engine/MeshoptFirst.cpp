@@ -427,37 +427,17 @@ void reduceBlock(Block& b, double keep, bool lockBorder, const std::vector<KVVec
     b.removed = std::int64_t(n) - std::count(used.begin(), used.end(), std::uint8_t(1));
 }
 
-// Fixed blocks: runs of cells of a 16x16x16 grid over the bounding box in Morton order, holding
-// about equal triangle counts. They depend on the mesh only, never on the thread count. `cells`,
-// when given, receives each triangle's cell.
-std::vector<std::uint8_t> blockOfTriangles(const WorkMesh& mesh, int blocks, std::vector<std::uint16_t>* cells) {
-    const std::size_t count = mesh.triangles.size() / 3;
+// Fixed blocks: runs of cells of a 16x16x16 grid over the bounding box in Morton order
+// (`cells`, from triangleCells with 4 bits), holding about equal triangle counts. They depend on
+// the mesh only, never on the thread count.
+std::vector<std::uint8_t> blockOfTriangles(const std::vector<std::uint32_t>& cells, std::size_t count, int blocks) {
     std::vector<std::uint8_t> block(count, 0);
-    if (blocks <= 1 && !cells) return block;
-    float lo[3] = {0, 0, 0}, hi[3] = {0, 0, 0};
-    for (int i = 0; i < 3; ++i) lo[i] = hi[i] = (&mesh.positions[0].x)[i];
-    for (const KVVector3f& p : mesh.positions)
-        for (int i = 0; i < 3; ++i) lo[i] = std::min(lo[i], (&p.x)[i]), hi[i] = std::max(hi[i], (&p.x)[i]);
-    double scale[3];
-    for (int i = 0; i < 3; ++i) scale[i] = hi[i] > lo[i] ? 16.0 / (3.0 * (double(hi[i]) - lo[i])) : 0;
-    std::vector<std::uint16_t> cell(count);
+    if (blocks <= 1) return block;
     std::vector<std::uint64_t> histogram(4097, 0);
-    for (std::size_t t = 0; t < count; ++t) {
-        double sum[3] = {0, 0, 0};
-        for (int k = 0; k < 3; ++k)
-            for (int i = 0; i < 3; ++i) sum[i] += double((&mesh.positions[mesh.triangles[3 * t + k]].x)[i]) - lo[i];
-        int code = 0;
-        for (int i = 0; i < 3; ++i) {
-            int c = std::min(std::max(int(sum[i] * scale[i]), 0), 15);
-            for (int bit = 0; bit < 4; ++bit) code |= ((c >> bit) & 1) << (3 * bit + i);
-        }
-        cell[t] = std::uint16_t(code);
-        ++histogram[std::size_t(code) + 1];
-    }
+    for (std::uint32_t c : cells) ++histogram[std::size_t(c) + 1];
     for (int c = 0; c < 4096; ++c) histogram[c + 1] += histogram[c];
     for (std::size_t t = 0; t < count; ++t)
-        block[t] = std::uint8_t(std::min<std::uint64_t>(blocks - 1, histogram[cell[t]] * std::uint64_t(blocks) / count));
-    if (cells) cells->swap(cell);
+        block[t] = std::uint8_t(std::min<std::uint64_t>(blocks - 1, histogram[cells[t]] * std::uint64_t(blocks) / count));
     return block;
 }
 
@@ -484,9 +464,10 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
         // own. Within a block they keep a coherent file order (meshopt_simplify's result depends on
         // it); a scattered one goes cell by cell instead, which keeps neighbours near in memory.
         // A block is a run of cells, so either way its triangles are one range of `order`.
-        std::vector<std::uint16_t> cells;
         const bool scattered = scatteredOrder(mesh);
-        const std::vector<std::uint8_t> blockOf = blockOfTriangles(mesh, blockCount, scattered ? &cells : nullptr);
+        const std::vector<std::uint32_t> cells =
+            blockCount > 1 || scattered ? triangleCells(mesh, 4) : std::vector<std::uint32_t>();
+        const std::vector<std::uint8_t> blockOf = blockOfTriangles(cells, count, blockCount);
         std::vector<std::uint32_t> start, order;
         groupByKey(blockOf, std::size_t(blockCount), start, order);
         if (scattered) {
