@@ -14,15 +14,15 @@
 // ---------------------------
 // Every job is welded first (bit-identical positions become one vertex, UVs become wedges per
 // position and UV; scattered file orders are sorted spatially where our engine takes the whole
-// mesh) and finished by our own edge collapse (EdgeCollapse.cpp): area-weighted plane quadrics
-// with border planes, an optimal position for edges away from borders, seams, locks and the
-// symmetry plane, colour spread weighted by colorCoef, UV wedges renamed chart by chart (a corner
-// only ever takes a UV of the same chart, so seams stay seams), mirrored pairs collapsed together,
-// masked and frozen-border vertices locked, and a face-orientation check against both the current face and the original surface the face
-// stands for. Each pass evaluates the vertices whose neighbourhood changed (in parallel on one
-// worker pool per job), sorts the vertices' best collapses by cost and applies them cheapest first,
-// up to a cost limit; far from the target the cheapest ones go block by block over fixed spatial
-// blocks in parallel, so thread count never changes the result.
+// mesh) and finished by our own edge collapse (EdgeCollapse.cpp): area-weighted plane quadrics with
+// border planes, an optimal position for edges away from borders, seams, locks and the symmetry
+// plane, colour spread weighted by colorCoef, UV wedges renamed chart by chart (a corner only ever
+// takes a UV of the same chart, so seams stay seams), mirrored pairs collapsed together, masked and
+// frozen-border vertices locked, and a face-orientation check against both the current face and the
+// original surface the face stands for. Each pass evaluates the vertices whose neighbourhood
+// changed (in parallel on one worker pool per job), sorts the vertices' best collapses by cost and
+// applies them cheapest first, up to a cost limit; far from the target the cheapest ones go block
+// by block over fixed spatial blocks in parallel, so thread count never changes the result.
 // meshoptimizer serves the welding (meshopt_generateVertexRemap) and, for jobs it can honour (no
 // UVs kept, no colour weight, no mask in use, no symmetry), the bulk of the reduction
 // (MeshoptFirst.cpp): meshopt_simplify in fixed spatial blocks brings the mesh to kMeshoptHandoff
