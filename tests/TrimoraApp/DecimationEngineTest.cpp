@@ -1,6 +1,7 @@
 // Decimation engine: targets, locks, attributes, symmetry, orientation, threads and cancel.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <numeric>
 #include <random>
 
@@ -352,6 +353,29 @@ TEST(DecimationEngine, DuplicatePositionsAreWeldedAndTargetAboveSizeKeepsAll) {
     EXPECT_EQ(out.vertexCount(), 4u);
     EXPECT_EQ(out.triangleCount(), 2u);
     EXPECT_EQ(topologyDefects(out), 0);
+}
+
+// Enough points that every worker of the pool takes a share of the positions: each point must
+// name the first point bit-identical to it whichever worker owns it, and signed zeros stay apart.
+TEST(DecimationEngine, WeldNamesTheFirstIdenticalPointWhateverTheWorkerCount) {
+    std::mt19937 rng(7);
+    std::vector<KVVector3f> points;
+    // Few distinct x and y: positions met while probing often differ in z alone.
+    for (int i = 0; i < 150000; ++i) points.push_back({float(rng() % 2), float(rng() % 3), float(rng() % 100000)});
+    for (int i = 0; i < 100000; ++i) points.push_back(points[rng() % points.size()]);
+    points.push_back({0.0f, 1.0f, 2.0f});
+    points.push_back({-0.0f, 1.0f, 2.0f});
+    points.push_back({0.0f, 1.0f, 2.0f});
+    std::map<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>, std::uint32_t> first;
+    std::vector<std::uint32_t> expected;
+    for (std::uint32_t i = 0; i < points.size(); ++i) expected.push_back(first.emplace(bits(points[i]), i).first->second);
+    for (int workers : {1, 3}) {
+        trimora_decimation::WorkerPool pool(workers);
+        EXPECT_EQ(trimora_decimation::weldPositions(points, pool), expected) << workers << " workers";
+    }
+    const std::size_t n = points.size();
+    EXPECT_EQ(expected[n - 1], n - 3);
+    EXPECT_EQ(expected[n - 2], n - 2);
 }
 
 }  // namespace

@@ -68,8 +68,9 @@ TEST(MeshoptFirst, PhaseMendsWhatMeshoptimizerFolds) {
         DecimationOptions o;
         WorkMesh m;
         std::string error;
-        ASSERT_TRUE(buildWorkMesh(in, o, m, error)) << error;
-        ASSERT_EQ(meshoptReduce(m, o, intermediate, 100, {}), MeshoptOutcome::Reduced);
+        WorkerPool pool(2);
+        ASSERT_TRUE(buildWorkMesh(in, o, m, error, pool)) << error;
+        ASSERT_EQ(meshoptReduce(m, o, intermediate, 100, {}, pool), MeshoptOutcome::Reduced);
         EXPECT_LT(m.positions.size(), in.points.size() / 4);
         EXPECT_GE(m.positions.size(), std::size_t(100));
         expectSound(in, m);

@@ -1,12 +1,11 @@
 // DecimationEngine: input checks, welding, the choice of reduction path and the output mesh.
 #include "DecimationEngine.h"
 
-#include <meshoptimizer.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <thread>
 
 #include "DecimationModel.h"
 
@@ -23,8 +22,8 @@
 // changed (in parallel on one worker pool per job), sorts the vertices' best collapses by cost and
 // applies them cheapest first, up to a cost limit; far from the target the cheapest ones go block
 // by block over fixed spatial blocks in parallel, so thread count never changes the result.
-// meshoptimizer serves the welding (meshopt_generateVertexRemap) and, for jobs it can honour (no
-// UVs kept, no colour weight, no mask in use, no symmetry), the bulk of the reduction
+// meshoptimizer serves, for jobs it can honour (no UVs kept, no colour weight, no mask in use, no
+// symmetry), the bulk of the reduction
 // (MeshoptFirst.cpp): meshopt_simplify in fixed spatial blocks brings the mesh to kMeshoptHandoff
 // times the target (each block keeping enough that its locked outline stays a small share), folds
 // and fins it leaves are mended locally, and our engine finishes from there with its placement,
@@ -62,6 +61,50 @@ std::uint32_t spread3(std::uint32_t x) {
 }
 
 }  // namespace
+
+int jobThreads(const DecimationOptions& options) {
+    const int threads = options.numThreads > 0 ? options.numThreads : int(std::thread::hardware_concurrency());
+    return std::max(1, std::min(threads, 64));
+}
+
+// Each worker owns the positions whose hash falls to it, so its table needs no lock; a table
+// keeps the first index met of each position, and each worker meets them in index order.
+std::vector<std::uint32_t> weldPositions(const std::vector<KVVector3f>& points, WorkerPool& pool) {
+    const std::size_t n = points.size();
+    std::vector<std::uint32_t> first(n);
+    const int workers = int(std::min<std::size_t>(std::size_t(pool.size()), n / 65536 + 1));
+    std::size_t capacity = 64;
+    while (capacity < 2 * (n / std::size_t(workers) + 1)) capacity <<= 1;
+    static_assert(sizeof(KVVector3f) == 12, "a position is compared as three 32-bit words");
+    auto hashOf = [](const KVVector3f& p) {
+        std::uint32_t w[3];
+        std::memcpy(w, &p, sizeof w);
+        std::uint64_t h = (std::uint64_t(w[0]) << 32 | w[1]) ^ (std::uint64_t(w[2]) * 0x9E3779B97F4A7C15ull);
+        h ^= h >> 33, h *= 0xFF51AFD7ED558CCDull, h ^= h >> 33, h *= 0xC4CEB9FE1A85EC53ull, h ^= h >> 33;
+        return h;
+    };
+    pool.run(workers, [&](int worker) {
+        std::vector<std::uint32_t> table(capacity, ~0u);
+        for (std::size_t i = 0; i < n; ++i) {
+            const std::uint64_t h = hashOf(points[i]);
+            if (int((h >> 40) % std::uint64_t(workers)) != worker) continue;
+            std::size_t slot = std::size_t(h) & (capacity - 1);
+            for (;; slot = (slot + 1) & (capacity - 1)) {
+                const std::uint32_t j = table[slot];
+                if (j == ~0u) {
+                    table[slot] = std::uint32_t(i);
+                    first[i] = std::uint32_t(i);
+                    break;
+                }
+                if (std::memcmp(&points[j], &points[i], sizeof(KVVector3f)) == 0) {
+                    first[i] = j;
+                    break;
+                }
+            }
+        }
+    });
+    return first;
+}
 
 std::vector<std::uint32_t> triangleCells(const WorkMesh& mesh, int bits) {
     const std::size_t count = mesh.triangles.size() / 3;
@@ -138,7 +181,7 @@ void orderSpatially(WorkMesh& mesh, std::vector<std::int32_t>& corners) {
 }
 
 bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options, WorkMesh& mesh,
-                   std::string& error, bool spatialOrder) {
+                   std::string& error, WorkerPool& pool, bool spatialOrder) {
     const std::size_t n = input.points.size();
     if (input.triangles.size() % 3 != 0) return error = "triangle list is not a multiple of 3", false;
     if (n > std::size_t(INT32_MAX) || input.triangles.size() > std::size_t(INT32_MAX))
@@ -154,10 +197,7 @@ bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options
         if (!finite(p)) return error = "non-finite coordinate", false;
 
     // Weld bit-identical positions; then keep only the vertices that triangles use.
-    std::vector<unsigned int> weld(n);
-    std::size_t welded = n ? meshopt_generateVertexRemap(weld.data(), nullptr, n, input.points.data(), n,
-                                                         sizeof(KVVector3f))
-                           : 0;
+    const std::vector<std::uint32_t> weld = weldPositions(input.points, pool);
     std::vector<std::int32_t> triangles;
     triangles.reserve(input.triangles.size());
     std::vector<std::int32_t> corners;  // input corner of each kept corner, for UVs
@@ -170,7 +210,7 @@ bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options
         if (uvs)
             for (int k = 0; k < 3; ++k) corners.push_back(std::int32_t(t + k));
     }
-    std::vector<std::int32_t> compact(welded, -1);
+    std::vector<std::int32_t> compact(n, -1);
     std::int32_t used = 0;
     for (std::int32_t& i : triangles) {
         if (compact[i] < 0) compact[i] = used++;
@@ -350,8 +390,9 @@ DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptio
     }
     try {
         const bool meshoptFirst = chooseReductionPath(input, options) == ReductionPath::MeshoptFirst;
+        WorkerPool pool(jobThreads(options));
         WorkMesh mesh;
-        if (!buildWorkMesh(input, options, mesh, result.error, !meshoptFirst)) return result;
+        if (!buildWorkMesh(input, options, mesh, result.error, pool, !meshoptFirst)) return result;
         std::int64_t target = std::max<std::int64_t>(options.targetVertices, 0);
         DecimationCallbacks finish = callbacks;
         if (meshoptFirst) {
@@ -364,7 +405,7 @@ DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptio
             }
             const double handoff = options.meshoptHandoff > 1.0f ? options.meshoptHandoff : kMeshoptHandoff;
             const std::int64_t intermediate = std::int64_t(std::ceil(double(target) * handoff));
-            const MeshoptOutcome outcome = meshoptReduce(mesh, options, intermediate, target, callbacks);
+            const MeshoptOutcome outcome = meshoptReduce(mesh, options, intermediate, target, callbacks, pool);
             if (outcome == MeshoptOutcome::Cancelled) {
                 result.cancelled = true;
                 result.error = "cancelled";
@@ -382,7 +423,7 @@ DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptio
                 };
             }
         }
-        result = collapseEdges(mesh, options, target, finish, nullptr);
+        result = collapseEdges(mesh, options, target, finish, nullptr, pool);
         if (!result.ok) return result;
         writeOutput(mesh, output);
     } catch (const std::bad_alloc&) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "DecimationEngine.h"
+#include "WorkerPool.h"
 
 namespace trimora_decimation {
 
@@ -63,7 +64,13 @@ struct CollapseLog {
 // `spatialOrder`: scattered file orders are sorted spatially (orderSpatially), for our engine;
 // the meshopt-first path groups triangles by block itself and skips it.
 bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options, WorkMesh& mesh,
-                   std::string& error, bool spatialOrder = true);
+                   std::string& error, WorkerPool& pool, bool spatialOrder = true);
+
+// The job's worker count: options.numThreads, or one per core when it is 0; 1 to 64.
+int jobThreads(const DecimationOptions& options);
+
+// For each point, the first point bit-identical to it (itself when none comes before).
+std::vector<std::uint32_t> weldPositions(const std::vector<KVVector3f>& points, WorkerPool& pool);
 
 // Whether the mesh lists its triangles in scattered order: their corners lie far apart in the
 // vertex array on average. Small meshes never count as scattered: they fit in the caches.
@@ -90,7 +97,7 @@ void orderSpatially(WorkMesh& mesh, std::vector<std::int32_t>& corners);
 // collapse to `log` when given. `mesh` keeps the result (removed triangles marked -1).
 DecimationResult collapseEdges(WorkMesh& mesh, const DecimationOptions& options,
                                std::int64_t target, const DecimationCallbacks& callbacks,
-                               CollapseLog* log);
+                               CollapseLog* log, WorkerPool& pool);
 
 // Reduces `mesh` with meshopt_simplify towards `intermediate` vertices, in fixed spatial blocks
 // of about kMeshoptBlockTriangles triangles run on the job's threads (block outlines and, when
@@ -102,7 +109,7 @@ constexpr std::size_t kMeshoptBlockTriangles = 32768;
 constexpr std::size_t kMeshoptBlockKeep = 2000;  // kept per block at least: locked outlines stay a small share
 constexpr std::size_t kMeshoptMaxBlocks = 256;
 MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, std::int64_t intermediate,
-                             std::int64_t floor, const DecimationCallbacks& callbacks);
+                             std::int64_t floor, const DecimationCallbacks& callbacks, WorkerPool& pool);
 
 // Writes the live triangles and the vertices they use into `output`.
 void writeOutput(const WorkMesh& mesh, DecimationMesh& output);

@@ -3,9 +3,9 @@
 #include <cmath>
 #include <cstring>
 #include <atomic>
+#include <functional>
+#include <iterator>
 #include <limits>
-#include <memory>
-#include <thread>
 
 #include "DecimationModel.h"
 #include "WorkerPool.h"
@@ -141,10 +141,30 @@ struct Undo {
     std::vector<std::pair<std::int32_t, KVVector2f>> uvs;
 };
 
+// Sorts 64-bit keys by their high 32 bits, stably: three counting passes of 11 bits each. A pass
+// whose digit all keys share is skipped.
+void sortByHighHalf(std::vector<std::uint64_t>& keys, std::vector<std::uint64_t>& scratch) {
+    scratch.resize(keys.size());
+    std::uint32_t count[2048];
+    for (int shift : {32, 43, 54}) {
+        std::fill(count, count + 2048, 0u);
+        for (std::uint64_t k : keys) ++count[(k >> shift) & 2047];
+        if (!keys.empty() && count[(keys[0] >> shift) & 2047] == keys.size()) continue;
+        std::uint32_t sum = 0;
+        for (std::uint32_t& c : count) {
+            std::uint32_t n = c;
+            c = sum;
+            sum += n;
+        }
+        for (std::uint64_t k : keys) scratch[count[(k >> shift) & 2047]++] = k;
+        keys.swap(scratch);
+    }
+}
+
 class Collapser {
 public:
-    Collapser(WorkMesh& mesh, const DecimationOptions& options, CollapseLog* log)
-        : m(mesh), o(options), log(log) {}
+    Collapser(WorkMesh& mesh, const DecimationOptions& options, CollapseLog* log, WorkerPool& pool)
+        : m(mesh), o(options), log(log), pool(pool), threads(pool.size()) {}
 
     DecimationResult run(std::int64_t target, const DecimationCallbacks& callbacks);
 
@@ -152,10 +172,10 @@ private:
     WorkMesh& m;
     const DecimationOptions& o;
     CollapseLog* log;
+    WorkerPool& pool;  // the job's, for every pass
+    const int threads;
     std::int32_t vertexCount = 0;
     bool uvs = false, colors = false, colorsSteer = false;
-    int threads = 1;
-    std::unique_ptr<WorkerPool> pool;  // started in setup, kept for every pass
     double colorWeight = 0;
     int mirrorAxis = -1;
     double mirrorCentre = 0;
@@ -198,6 +218,8 @@ private:
     bool validate(std::int32_t v, std::int32_t u, Vec3 p, bool full, const Ring& rv, Ring& ru,
                   std::vector<std::pair<std::int32_t, std::int32_t>>& wedgeMap) const;
 
+    void prefetchAhead(const std::vector<Candidate>& candidates, const std::vector<std::uint32_t>& todo,
+                       std::size_t j) const;
     bool flipsAny(std::int32_t moved, std::int32_t other, Vec3 p, const Ring& r) const;
     bool edgeCandidate(std::int32_t v, const Neighbour& nb, const Ring& rv, int features, Vec3 pv,
                        const float cv[4], Candidate& c) const;
@@ -229,13 +251,13 @@ private:
 // large fans) and the machine may be shared, so a fixed split would wait on the slowest thread.
 template <class F>
 void Collapser::parallelFor(std::int32_t n, std::int32_t chunk, F f) const {
-    int k = std::max(1, std::min(pool->size(), int(n / chunk) + 1));
+    int k = std::max(1, std::min(threads, int(n / chunk) + 1));
     if (k == 1) {
         f(0, 0, n);
         return;
     }
     std::atomic<std::int32_t> next(0);
-    pool->run(k, [&](int i) {
+    pool.run(k, [&](int i) {
         for (;;) {
             std::int32_t b = next.fetch_add(chunk);
             if (b >= n) break;
@@ -353,27 +375,28 @@ void Collapser::setup() {
     uvs = !m.wedges.empty();
     colors = !m.colors.empty();
     colorsSteer = colors && o.useColors && o.colorCoef > 0;
-    threads = o.numThreads > 0 ? o.numThreads : int(std::thread::hardware_concurrency());
-    threads = std::max(1, std::min(threads, 64));
-    pool = std::make_unique<WorkerPool>(threads);
     liveTris.clear();
     for (std::int32_t t = 0; t < std::int32_t(m.triangles.size() / 3); ++t)
         if (m.triangles[3 * t] >= 0) liveTris.push_back(t);
-    adjStart.assign(vertexCount + 1, 0);
-    mergeHead.assign(vertexCount, -1);
-    mergeNext.assign(vertexCount, -1);
-    touched.assign(vertexCount, 0);
-    best.assign(vertexCount, Candidate{});
-    hasBest.assign(vertexCount, 0);
-    dirty.assign(vertexCount, kAllChanged);
-    dirtyVia.assign(vertexCount, -1);
-    strict.assign(vertexCount, 0);
-    alive.assign(vertexCount, 0);
-    locked.assign(vertexCount, 0);
-    feature.assign(vertexCount, 0);
-    quadric.assign(vertexCount, Quadric());
-    normalSum.assign(vertexCount, Vec3{0, 0, 0});
-    if (colors) colorQuadric.assign(vertexCount, ColorQuadric());
+    // The per-vertex arrays are filled on the pool, largest first: on a large mesh, touching their
+    // fresh pages costs as much as a pass.
+    const std::size_t n = std::size_t(vertexCount);
+    const std::function<void()> fills[] = {
+        [&] { quadric.assign(n, Quadric()); },
+        [&] { if (colors) colorQuadric.assign(n, ColorQuadric()); },
+        [&] { best.assign(n, Candidate{}); },
+        [&] { normalSum.assign(n, Vec3{0, 0, 0}); },
+        [&] { adjStart.assign(n + 1, 0), mergeHead.assign(n, -1); },
+        [&] { mergeNext.assign(n, -1), dirtyVia.assign(n, -1); },
+        [&] {
+            touched.assign(n, 0), hasBest.assign(n, 0), dirty.assign(n, kAllChanged), strict.assign(n, 0);
+            alive.assign(n, 0), locked.assign(n, 0), feature.assign(n, 0);
+        },
+    };
+    std::atomic<std::size_t> nextFill(0);
+    pool.run(threads, [&](int) {
+        for (std::size_t i; (i = nextFill.fetch_add(1)) < std::size(fills);) fills[i]();
+    });
     buildAdjacency();
 
     double lo[3] = {1e300, 1e300, 1e300}, hi[3] = {-1e300, -1e300, -1e300};
@@ -495,6 +518,26 @@ bool Collapser::symmetryAllows(std::int32_t v, std::int32_t u, bool& fullAllowed
     return true;
 }
 
+// Candidates in cost order lie scattered in memory, and an applied collapse reads records of a
+// dozen vertices: while todo[j] is applied, the fan offsets of the candidate 8 ahead are asked
+// for, and for the one 4 ahead (whose offsets have arrived) its fans and both vertices' records.
+void Collapser::prefetchAhead(const std::vector<Candidate>& candidates, const std::vector<std::uint32_t>& todo,
+                              std::size_t j) const {
+    if (j + 8 < todo.size()) {
+        const Candidate& f = candidates[todo[j + 8]];
+        prefetch(&adjStart[f.v]), prefetch(&adjStart[f.u]), prefetch(&touched[f.v]), prefetch(&touched[f.u]);
+    }
+    if (j + 4 < todo.size()) {
+        const Candidate& f = candidates[todo[j + 4]];
+        if (touched[f.v] || touched[f.u]) return;
+        for (std::int32_t x : {f.v, f.u}) {
+            prefetch(adjTris.data() + adjStart[x]);
+            prefetch(&quadric[x]), prefetch(&normalSum[x]), prefetch(&m.positions[x]);
+            if (colors) prefetch(&colorQuadric[x]), prefetch(&m.colors[x]);
+        }
+    }
+}
+
 // True when moving `moved` to p (with `other` merging into it) turns a face too far or flat.
 bool Collapser::flipsAny(std::int32_t moved, std::int32_t other, Vec3 p, const Ring& r) const {
     Vec3 merged = normalSum[moved] + normalSum[other];
@@ -567,6 +610,8 @@ bool Collapser::validate(std::int32_t v, std::int32_t u, Vec3 p, bool full, cons
     // Link condition: the edge's only shared neighbours are its opposite corners.
     ring(u, ru);
     if (ru.nonManifold) return false;
+    if (full)
+        for (const Neighbour& n : ru.nbs) prefetch(&m.positions[n.vertex]), prefetch(&normalSum[n.vertex]);
     int common = 0;
     for (const Neighbour& a : rv.nbs)
         if (a.vertex != u && ru.find(a.vertex)) ++common;
@@ -702,6 +747,9 @@ int Collapser::apply(const Candidate& c, Ring& rv, Ring& ru,
                      std::vector<WedgeStep>& wedgeSteps, CollapseStep& step, int block) {
     std::int32_t v = c.v, u = c.u;
     ring(v, rv);
+    // The orientation checks read the fans' positions and normals: asked for before the wedge and
+    // link checks run.
+    for (const Neighbour& n : rv.nbs) prefetch(&m.positions[n.vertex]), prefetch(&normalSum[n.vertex]);
     if (!validate(v, u, vec(c.p), c.full, rv, ru, map)) return kRejected;
     if (block >= 0) {
         for (const Neighbour& n : rv.nbs)
@@ -741,7 +789,8 @@ int Collapser::apply(const Candidate& c, Ring& rv, Ring& ru,
             KVVector2f a = m.wedgeUVs[from], b = m.wedgeUVs[to];
             m.wedgeUVs[to] = KVVector2f{a.u + (b.u - a.u) * c.t, a.v + (b.v - a.v) * c.t};
         }
-        for (auto& e : map) wedgeSteps.push_back({std::uint32_t(e.first), std::uint32_t(e.second), m.wedgeUVs[e.second]});
+        if (log)  // only a recorded history replays the wedge moves
+            for (auto& e : map) wedgeSteps.push_back({std::uint32_t(e.first), std::uint32_t(e.second), m.wedgeUVs[e.second]});
     }
     m.positions[u] = c.p;
     if (colors) {
@@ -797,7 +846,7 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
         return result;
     }
     std::vector<Candidate> candidates;
-    std::vector<std::uint64_t> keys;
+    std::vector<std::uint64_t> keys, scratch;
     Ring rv, ru;
     std::vector<std::pair<std::int32_t, std::int32_t>> map;
     std::vector<WedgeStep> wedgeSteps;
@@ -816,8 +865,8 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
                     hasBest[v] = evaluate(v, via, hasBest[v] != 0, a, c, wm, best[v]);
                 }
         });
-        // Cost order, ties by vertex: non-negative floats order as their bit patterns, so one
-        // 64-bit key per candidate sorts them (two halves in parallel, then merged).
+        // Cost order, ties by vertex: non-negative floats order as their bit patterns, and the keys
+        // are made in vertex order, so a stable radix sort on the cost's bits alone gives both.
         keys.clear();
         for (std::int32_t v = 0; v < vertexCount; ++v)
             if (hasBest[v] && alive[v]) {
@@ -825,12 +874,7 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
                 std::memcpy(&bits, &best[v].cost, 4);
                 keys.push_back(std::uint64_t(bits) << 32 | std::uint32_t(v));
             }
-        std::size_t half = keys.size() / 2;
-        parallelFor(2, 1, [&](int, std::int32_t b, std::int32_t e) {
-            for (std::int32_t i = b; i < e; ++i)
-                std::sort(keys.begin() + (i ? half : 0), i ? keys.end() : keys.begin() + half);
-        });
-        std::inplace_merge(keys.begin(), keys.begin() + half, keys.end());
+        sortByHighHalf(keys, scratch);
         candidates.resize(keys.size());
         for (std::size_t i = 0; i < keys.size(); ++i) candidates[i] = best[std::uint32_t(keys[i])];
         std::int64_t remaining = live - target;
@@ -915,7 +959,10 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
                 std::vector<std::pair<std::int32_t, std::int32_t>> wm;
                 for (std::int32_t b = first; b < last; ++b) {
                     BlockWork& w = blocks[b];
-                    for (std::uint32_t i : w.todo) {
+                    const std::size_t count = w.todo.size();
+                    for (std::size_t j = 0; j < count; ++j) {
+                        prefetchAhead(candidates, w.todo, j);
+                        const std::uint32_t i = w.todo[j];
                         const Candidate& cand = candidates[i];
                         if (touched[cand.v] || touched[cand.u]) continue;
                         CollapseStep step{};
@@ -1001,8 +1048,8 @@ DecimationResult Collapser::run(std::int64_t target, const DecimationCallbacks& 
 }  // namespace
 
 DecimationResult collapseEdges(WorkMesh& mesh, const DecimationOptions& options, std::int64_t target,
-                               const DecimationCallbacks& callbacks, CollapseLog* log) {
-    Collapser c(mesh, options, log);
+                               const DecimationCallbacks& callbacks, CollapseLog* log, WorkerPool& pool) {
+    Collapser c(mesh, options, log, pool);
     return c.run(target, callbacks);
 }
 

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <thread>
 
 #include "DecimationModel.h"
 #include "WorkerPool.h"
@@ -444,7 +443,7 @@ std::vector<std::uint8_t> blockOfTriangles(const std::vector<std::uint32_t>& cel
 }  // namespace
 
 MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, std::int64_t intermediate,
-                             std::int64_t floor, const DecimationCallbacks& callbacks) {
+                             std::int64_t floor, const DecimationCallbacks& callbacks, WorkerPool& pool) {
     const std::size_t vertices = mesh.positions.size(), count = mesh.triangles.size() / 3;
     if (vertices == 0 || count == 0 || intermediate <= 0 || std::size_t(intermediate) >= vertices)
         return MeshoptOutcome::Refused;
@@ -501,10 +500,7 @@ MeshoptOutcome meshoptReduce(WorkMesh& mesh, const DecimationOptions& options, s
     std::atomic<std::int64_t> removed(0);
     std::atomic<bool> stop(false);
     const std::int64_t total = std::int64_t(vertices) - std::max<std::int64_t>(floor, 0);
-    int threads = options.numThreads > 0 ? options.numThreads : int(std::thread::hardware_concurrency());
-    threads = std::max(1, std::min({threads, 64, blockCount}));
-    WorkerPool pool(threads);
-    pool.run(threads, [&](int worker) {
+    pool.run(std::min(pool.size(), blockCount), [&](int worker) {
         for (;;) {
             if (stop.load()) return;
             const int b = next.fetch_add(1);

@@ -309,8 +309,9 @@ DecimationResult buildProgressiveMesh(const DecimationMesh& input, const Decimat
     DecimationResult result;
     progressive.m_data.reset();
     try {
+        WorkerPool pool(jobThreads(options));
         WorkMesh work;
-        if (!buildWorkMesh(input, options, work, result.error)) return result;
+        if (!buildWorkMesh(input, options, work, result.error, pool)) return result;
         // The full mesh goes into the bytes before the collapses change it.
         auto d = std::make_unique<ProgressiveMesh::Data>();
         std::vector<std::uint8_t> out;
@@ -327,7 +328,7 @@ DecimationResult buildProgressiveMesh(const DecimationMesh& input, const Decimat
         put(out, work.wedges.data(), work.wedges.size());
         put(out, work.wedgeUVs.data(), work.wedgeUVs.size());
         CollapseLog log;
-        result = collapseEdges(work, options, std::max<std::int64_t>(options.targetVertices, 0), callbacks, &log);
+        result = collapseEdges(work, options, std::max<std::int64_t>(options.targetVertices, 0), callbacks, &log, pool);
         if (!result.ok) return result;
         const std::uint32_t counts[2] = {std::uint32_t(log.steps.size()), std::uint32_t(log.wedgeSteps.size())};
         std::memcpy(out.data() + 24, counts, sizeof counts);
