@@ -283,18 +283,29 @@ Figures measure(const DecimationMesh& input, const std::function<bool(Decimation
     return f;
 }
 
-// The fastest of settings.runs runs, and of more for short work: a figure of a few milliseconds
-// takes runs for at least half a second, since one busy moment on a shared machine can double it.
-// The error is measured once: the work is deterministic.
-Figures best(const DecimationMesh& input, const std::function<bool(DecimationMesh&)>& work) {
-    Figures f = measure(input, work, !settings.quick || settings.errors);
-    int runs = settings.runs;
-    if (f.seconds > 0) runs = std::max(runs, std::min(40, int(std::ceil(0.5 / f.seconds))));
-    for (int i = 1; i < runs; ++i) {
-        Figures g = measure(input, work, false);
-        if (g.seconds >= 0 && (f.seconds < 0 || g.seconds < f.seconds)) f.seconds = g.seconds, f.megabytes = g.megabytes;
-        if (g.seconds >= 0) f.cpu = std::min(f.cpu, g.cpu);
+using Work = std::function<bool(DecimationMesh&)>;
+
+// Each work's fastest of settings.runs runs, and of more for short work: a figure of a few
+// milliseconds takes runs for at least half a second, since one busy moment on a shared machine
+// can double it. The works run in turns, so that figures compared with each other meet the same
+// busy and quiet spells of the machine. The error is measured once: the work is deterministic.
+std::vector<Figures> best(const DecimationMesh& input, const std::vector<Work>& works) {
+    std::vector<Figures> f;
+    std::vector<int> runs;
+    for (const Work& work : works) {
+        f.push_back(measure(input, work, !settings.quick || settings.errors));
+        const double s = f.back().seconds;
+        runs.push_back(s > 0 ? std::max(settings.runs, std::min(40, int(std::ceil(0.5 / s)))) : settings.runs);
     }
+    const int rounds = *std::max_element(runs.begin(), runs.end());
+    for (int i = 1; i < rounds; ++i)
+        for (std::size_t k = 0; k < works.size(); ++k) {
+            if (i >= runs[k]) continue;
+            Figures g = measure(input, works[k], false);
+            if (g.seconds >= 0 && (f[k].seconds < 0 || g.seconds < f[k].seconds))
+                f[k].seconds = g.seconds, f[k].megabytes = g.megabytes;
+            if (g.seconds >= 0) f[k].cpu = std::min(f[k].cpu, g.cpu);
+        }
     return f;
 }
 
@@ -331,7 +342,10 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
     for (double ratio : {0.10, 0.01}) {
         std::int64_t target = std::int64_t(input.vertexCount() * ratio);
         std::printf(" to %.0f%% (%lld vertices)\n", ratio * 100, (long long)target);
-        Figures mo = best(input, [&](DecimationMesh& out) {
+        std::vector<Work> works;
+        std::vector<const char*> names;
+        names.push_back("meshopt_simplify");
+        works.push_back([&](DecimationMesh& out) {
             std::vector<unsigned int> dst(indices.size());
             std::size_t n = meshopt_simplify(dst.data(), indices.data(), indices.size(), &input.points[0].x,
                                              input.points.size(), sizeof(KVVector3f), std::size_t(target) * 6, 1.0f);
@@ -346,44 +360,42 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
             out.points = pts;
             return true;
         });
-        print("meshopt_simplify", mo, mo);
         const bool hybrid = chooseReductionPath(input, o) == ReductionPath::MeshoptFirst;
-        Figures ours = best(input, [&](DecimationMesh& out) {
-            DecimationOptions t = o;
-            t.targetVertices = target;
-            return decimateMesh(input, t, out).ok;
-        });
-        print(hybrid ? "meshopt first, 2 threads" : "engine, 2 threads", ours, mo);
-        if (settings.quick) continue;
-        Figures one = best(input, [&](DecimationMesh& out) {
-            DecimationOptions t = o;
-            t.targetVertices = target;
-            t.numThreads = 1;
-            return decimateMesh(input, t, out).ok;
-        });
-        print(hybrid ? "meshopt first, 1 thread" : "engine, 1 thread", one, mo);
-        if (hybrid) {
-            Figures alone = best(input, [&](DecimationMesh& out) {
+        auto ours = [&](int threads, ReductionPath path) {
+            return [&, threads, path](DecimationMesh& out) {
                 DecimationOptions t = o;
                 t.targetVertices = target;
-                t.path = ReductionPath::Engine;
+                t.numThreads = threads;
+                t.path = path;
                 return decimateMesh(input, t, out).ok;
+            };
+        };
+        names.push_back(hybrid ? "meshopt first, 2 threads" : "engine, 2 threads");
+        works.push_back(ours(2, ReductionPath::Automatic));
+        if (!settings.quick) {
+            names.push_back(hybrid ? "meshopt first, 1 thread" : "engine, 1 thread");
+            works.push_back(ours(1, ReductionPath::Automatic));
+            if (hybrid) {
+                names.push_back("engine alone, 2 threads");
+                works.push_back(ours(2, ReductionPath::Engine));
+            }
+            // As the application does it: the cache file mapped and checked, its bytes parsed in place.
+            names.push_back("from cache file");
+            works.push_back([&](DecimationMesh& out) {
+                YDecimatorCacheInfo info;
+                std::shared_ptr<const std::uint8_t> bytes;
+                std::size_t size = 0;
+                std::string error;
+                DecimationOptions t = o;
+                t.targetVertices = target;
+                return YDecimatorCacheFile::read(KVString(cachePath().c_str()), info, bytes, size, error) &&
+                       YDecimatorProgressiveEngine::decimate(std::move(bytes), size, t, out, {}).ok;
             });
-            print("engine alone, 2 threads", alone, mo);
         }
-        // As the application does it: the cache file mapped and checked, its bytes parsed in place.
-        Figures replay = best(input, [&](DecimationMesh& out) {
-            YDecimatorCacheInfo info;
-            std::shared_ptr<const std::uint8_t> bytes;
-            std::size_t size = 0;
-            std::string error;
-            DecimationOptions t = o;
-            t.targetVertices = target;
-            return YDecimatorCacheFile::read(KVString(cachePath().c_str()), info, bytes, size, error) &&
-                   YDecimatorProgressiveEngine::decimate(std::move(bytes), size, t, out, {}).ok;
-        });
-        print("from cache file", replay, mo);
-        std::printf("  cache speed-up over engine: x%.1f\n", ours.seconds / replay.seconds);
+        const std::vector<Figures> figures = best(input, works);
+        for (std::size_t k = 0; k < works.size(); ++k) print(names[k], figures[k], figures[0]);
+        if (!settings.quick)
+            std::printf("  cache speed-up over engine: x%.1f\n", figures[1].seconds / figures.back().seconds);
     }
     std::remove(cachePath().c_str());
 }
