@@ -4,7 +4,7 @@
 // --quick: times meshopt_simplify and the 2-thread path the job takes, without the error (a tuning
 // loop), --quick-error the same with the error; --handoff: meshopt-first jobs hand over to our engine at X times the target;
 // --only: one mesh; --runs: each figure is the fastest of at least N runs (a shared machine's noise; short
-// work runs more often, for half a second at least).
+// work runs more often, for half a second at least; the rows of a target take their runs in turns).
 #include <malloc.h>
 #include <meshoptimizer.h>
 #include <sys/resource.h>
