@@ -27,9 +27,10 @@
 // (MeshoptFirst.cpp): meshopt_simplify in fixed spatial blocks brings the mesh to kMeshoptHandoff
 // times the target (each block keeping enough that its locked outline stays a small share), folds
 // and fins it leaves are mended locally, and our engine finishes from there with its placement,
-// checks and exact target. Alone, our engine took 1.3 to 2.1 times meshopt_simplify's time on
-// such jobs; this way it takes 0.7 to 0.75 times on a 1M-triangle mesh and 0.9 to 1.3 times on a
-// 75k-triangle scan, at no worse error (bench/decimate.cpp).
+// checks and exact target. Alone, our engine took 1.15 to 2.3 times meshopt_simplify's time on
+// such jobs; this way it takes 0.5 to 0.7 times on a 1M-triangle mesh and 1.0 to 1.16 times on a
+// 75k-triangle scan, at no worse error, but 1.4 to 2 times on scans of one block (under 64k
+// triangles), where meshoptimizer's phase has one thread (bench/decimate.cpp).
 // Progressive histories always come from our engine alone.
 // The progressive history (ProgressiveMesh.cpp) records the same collapses and replays them.
 
