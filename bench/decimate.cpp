@@ -342,10 +342,8 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
     for (double ratio : {0.10, 0.01}) {
         std::int64_t target = std::int64_t(input.vertexCount() * ratio);
         std::printf(" to %.0f%% (%lld vertices)\n", ratio * 100, (long long)target);
-        std::vector<Work> works;
-        std::vector<const char*> names;
-        names.push_back("meshopt_simplify");
-        works.push_back([&](DecimationMesh& out) {
+        std::vector<const char*> names = {"meshopt_simplify"};
+        std::vector<Work> works = {[&](DecimationMesh& out) {
             std::vector<unsigned int> dst(indices.size());
             std::size_t n = meshopt_simplify(dst.data(), indices.data(), indices.size(), &input.points[0].x,
                                              input.points.size(), sizeof(KVVector3f), std::size_t(target) * 6, 1.0f);
@@ -359,7 +357,11 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
             }
             out.points = pts;
             return true;
-        });
+        }};
+        auto row = [&](const char* name, Work work) {
+            names.push_back(name);
+            works.push_back(std::move(work));
+        };
         const bool hybrid = chooseReductionPath(input, o) == ReductionPath::MeshoptFirst;
         auto ours = [&](int threads, ReductionPath path) {
             return [&, threads, path](DecimationMesh& out) {
@@ -370,18 +372,12 @@ void run(const char* name, const DecimationMesh& input, bool attributes) {
                 return decimateMesh(input, t, out).ok;
             };
         };
-        names.push_back(hybrid ? "meshopt first, 2 threads" : "engine, 2 threads");
-        works.push_back(ours(2, ReductionPath::Automatic));
+        row(hybrid ? "meshopt first, 2 threads" : "engine, 2 threads", ours(2, ReductionPath::Automatic));
         if (!settings.quick) {
-            names.push_back(hybrid ? "meshopt first, 1 thread" : "engine, 1 thread");
-            works.push_back(ours(1, ReductionPath::Automatic));
-            if (hybrid) {
-                names.push_back("engine alone, 2 threads");
-                works.push_back(ours(2, ReductionPath::Engine));
-            }
+            row(hybrid ? "meshopt first, 1 thread" : "engine, 1 thread", ours(1, ReductionPath::Automatic));
+            if (hybrid) row("engine alone, 2 threads", ours(2, ReductionPath::Engine));
             // As the application does it: the cache file mapped and checked, its bytes parsed in place.
-            names.push_back("from cache file");
-            works.push_back([&](DecimationMesh& out) {
+            row("from cache file", [&](DecimationMesh& out) {
                 YDecimatorCacheInfo info;
                 std::shared_ptr<const std::uint8_t> bytes;
                 std::size_t size = 0;

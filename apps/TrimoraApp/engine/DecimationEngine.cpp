@@ -128,13 +128,39 @@ std::vector<std::uint32_t> triangleCells(const WorkMesh& mesh, int bits) {
     return code;
 }
 
+namespace {
+
+// Renumbers `ids` by first use (each below `count`); returns old id -> new id.
+std::vector<std::int32_t> renumberByFirstUse(std::vector<std::int32_t>& ids, std::size_t count) {
+    std::vector<std::int32_t> renumber(count, -1);
+    std::int32_t used = 0;
+    for (std::int32_t& i : ids) {
+        std::int32_t& r = renumber[std::size_t(i)];
+        if (r < 0) r = used++;
+        i = r;
+    }
+    return renumber;
+}
+
+// values[old] moves to values[renumber[old]].
+template <class T>
+void permute(std::vector<T>& values, const std::vector<std::int32_t>& renumber) {
+    if (values.empty()) return;
+    std::vector<T> moved(values.size());
+    for (std::size_t i = 0; i < renumber.size(); ++i)
+        if (renumber[i] >= 0) moved[std::size_t(renumber[i])] = values[i];
+    values.swap(moved);
+}
+
+}  // namespace
+
 // Files that list triangles and vertices in scattered order (many scans do) make every fan a
 // handful of cache misses for the collapse engine. Such meshes get their triangles sorted along a
 // Z-order curve through the bounding box (two counting-sort passes, stable) and their vertices
-// renumbered by first use, so that they follow. Coherent orders are kept: sorting them gains nothing.
-// `corners` holds per-corner values (or nothing) that move with their triangles, as the wedges do.
-void orderSpatially(WorkMesh& mesh, std::vector<std::int32_t>& corners) {
-    const std::size_t count = mesh.triangles.size() / 3, vertices = mesh.positions.size();
+// and wedges renumbered by first use, so that they follow. Coherent orders are kept: sorting them
+// gains nothing.
+void orderSpatially(WorkMesh& mesh) {
+    const std::size_t count = mesh.triangles.size() / 3;
     if (!scatteredOrder(mesh)) return;
     const std::vector<std::uint32_t> key = triangleCells(mesh, 10);
     std::vector<std::uint32_t> order(count), next(count), bucket(1u << 15);
@@ -151,38 +177,22 @@ void orderSpatially(WorkMesh& mesh, std::vector<std::int32_t>& corners) {
         for (std::uint32_t t : order) next[bucket[(key[t] >> shift) & 0x7FFF]++] = t;
         order.swap(next);
     }
-    // Triangles (and their corners' wedges) in the new order, vertices numbered by first use.
-    std::vector<std::int32_t> renumber(vertices, -1);
-    std::int32_t used = 0;
-    std::vector<std::int32_t> sorted(mesh.triangles.size());
-    for (std::size_t i = 0; i < count; ++i)
-        for (int k = 0; k < 3; ++k) {
-            std::int32_t& v = renumber[std::size_t(mesh.triangles[3 * std::size_t(order[i]) + k])];
-            if (v < 0) v = used++;
-            sorted[3 * i + k] = v;
-        }
-    mesh.triangles.swap(sorted);
-    for (std::vector<std::int32_t>* perCorner : {&mesh.wedges, &corners}) {
+    for (std::vector<std::int32_t>* perCorner : {&mesh.triangles, &mesh.wedges}) {
         if (perCorner->empty()) continue;
         std::vector<std::int32_t> moved(perCorner->size());
         for (std::size_t i = 0; i < count; ++i)
             for (int k = 0; k < 3; ++k) moved[3 * i + k] = (*perCorner)[3 * std::size_t(order[i]) + k];
         perCorner->swap(moved);
     }
-    auto permute = [&](auto& values) {
-        if (values.empty()) return;
-        std::remove_reference_t<decltype(values)> moved(values.size());
-        for (std::size_t v = 0; v < vertices; ++v)
-            if (renumber[v] >= 0) moved[std::size_t(renumber[v])] = values[v];
-        values.swap(moved);
-    };
-    permute(mesh.positions);
-    permute(mesh.colors);
-    permute(mesh.mask);
+    const std::vector<std::int32_t> vertex = renumberByFirstUse(mesh.triangles, mesh.positions.size());
+    permute(mesh.positions, vertex);
+    permute(mesh.colors, vertex);
+    permute(mesh.mask, vertex);
+    if (!mesh.wedges.empty()) permute(mesh.wedgeUVs, renumberByFirstUse(mesh.wedges, mesh.wedgeUVs.size()));
 }
 
 bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options, WorkMesh& mesh,
-                   std::string& error, WorkerPool& pool, bool spatialOrder) {
+                   std::string& error, WorkerPool& pool) {
     const std::size_t n = input.points.size();
     if (input.triangles.size() % 3 != 0) return error = "triangle list is not a multiple of 3", false;
     if (n > std::size_t(INT32_MAX) || input.triangles.size() > std::size_t(INT32_MAX))
@@ -229,7 +239,6 @@ bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options
         if (input.hasMask()) mesh.mask[w] = std::max(mesh.mask[w], input.mask[i]);
     }
     mesh.triangles = std::move(triangles);
-    if (spatialOrder) orderSpatially(mesh, corners);
 
     if (uvs) {
         // Wedges: a vertex's corners with bit-identical UVs share one. Corners are grouped by vertex
@@ -393,7 +402,8 @@ DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptio
         const bool meshoptFirst = chooseReductionPath(input, options) == ReductionPath::MeshoptFirst;
         WorkerPool pool(jobThreads(options));
         WorkMesh mesh;
-        if (!buildWorkMesh(input, options, mesh, result.error, pool, !meshoptFirst)) return result;
+        if (!buildWorkMesh(input, options, mesh, result.error, pool)) return result;
+        if (!meshoptFirst) orderSpatially(mesh);
         std::int64_t target = std::max<std::int64_t>(options.targetVertices, 0);
         DecimationCallbacks finish = callbacks;
         if (meshoptFirst) {
@@ -412,10 +422,7 @@ DecimationResult decimateMesh(const DecimationMesh& input, const DecimationOptio
                 result.error = "cancelled";
                 return result;
             }
-            if (outcome == MeshoptOutcome::Refused) {
-                std::vector<std::int32_t> noCorners;
-                orderSpatially(mesh, noCorners);  // our engine takes the whole mesh after all
-            }
+            if (outcome == MeshoptOutcome::Refused) orderSpatially(mesh);  // our engine takes the whole mesh after all
             if (outcome == MeshoptOutcome::Reduced && callbacks.progress) {
                 // Our engine's counts continue where meshoptimizer's reduction left them.
                 const std::int64_t offset = live - std::int64_t(mesh.positions.size());

@@ -75,8 +75,6 @@ public:
     // and index is checked against the buffer and the history. False with `error` set on failure,
     // leaving this object empty.
     bool parse(const std::uint8_t* data, std::size_t size, std::string* error = nullptr);
-    // The same, taking the buffer over instead of copying it (`bytes` is left empty).
-    bool parse(std::vector<std::uint8_t>&& bytes, std::string* error = nullptr);
     // The same, reading `size` bytes where they lie (4-byte aligned, such as a mapped file) and
     // keeping them alive through `bytes`.
     bool parse(std::shared_ptr<const std::uint8_t> bytes, std::size_t size, std::string* error = nullptr);

@@ -61,10 +61,8 @@ struct CollapseLog {
 
 // Checks the input's sizes and indices; welds positions (bit-identical), UVs per position and
 // drops degenerate triangles and unreferenced vertices. False with `error` set on bad input.
-// `spatialOrder`: scattered file orders are sorted spatially (orderSpatially), for our engine;
-// the meshopt-first path groups triangles by block itself and skips it.
 bool buildWorkMesh(const DecimationMesh& input, const DecimationOptions& options, WorkMesh& mesh,
-                   std::string& error, WorkerPool& pool, bool spatialOrder = true);
+                   std::string& error, WorkerPool& pool);
 
 // The job's worker count: options.numThreads, or one per core when it is 0; 1 to 64.
 int jobThreads(const DecimationOptions& options);
@@ -89,9 +87,10 @@ inline bool scatteredOrder(const WorkMesh& mesh) {
 // as a Morton code, so that codes in order walk the cells along a Z-order curve. bits <= 10.
 std::vector<std::uint32_t> triangleCells(const WorkMesh& mesh, int bits);
 
-// Sorts scattered triangle orders along a space-filling curve and renumbers vertices by first use;
-// `corners` (per-corner values, or empty) moves with the triangles. Coherent orders are kept.
-void orderSpatially(WorkMesh& mesh, std::vector<std::int32_t>& corners);
+// Sorts scattered triangle orders along a space-filling curve and renumbers vertices and wedges by
+// first use, for our engine when it takes the whole mesh (the meshopt-first path groups triangles
+// by block itself). Coherent orders are kept.
+void orderSpatially(WorkMesh& mesh);
 
 // Collapses edges until `target` vertices remain or no allowed collapse is left. Appends every
 // collapse to `log` when given. `mesh` keeps the result (removed triangles marked -1).

@@ -164,7 +164,7 @@ void sortByHighHalf(std::vector<std::uint64_t>& keys, std::vector<std::uint64_t>
 class Collapser {
 public:
     Collapser(WorkMesh& mesh, const DecimationOptions& options, CollapseLog* log, WorkerPool& pool)
-        : m(mesh), o(options), log(log), pool(pool), threads(pool.size()) {}
+        : m(mesh), o(options), log(log), pool(pool) {}
 
     DecimationResult run(std::int64_t target, const DecimationCallbacks& callbacks);
 
@@ -173,7 +173,6 @@ private:
     const DecimationOptions& o;
     CollapseLog* log;
     WorkerPool& pool;  // the job's, for every pass
-    const int threads;
     std::int32_t vertexCount = 0;
     bool uvs = false, colors = false, colorsSteer = false;
     double colorWeight = 0;
@@ -251,7 +250,7 @@ private:
 // large fans) and the machine may be shared, so a fixed split would wait on the slowest thread.
 template <class F>
 void Collapser::parallelFor(std::int32_t n, std::int32_t chunk, F f) const {
-    int k = std::max(1, std::min(threads, int(n / chunk) + 1));
+    int k = std::max(1, std::min(pool.size(), int(n / chunk) + 1));
     if (k == 1) {
         f(0, 0, n);
         return;
@@ -393,9 +392,8 @@ void Collapser::setup() {
             alive.assign(n, 0), locked.assign(n, 0), feature.assign(n, 0);
         },
     };
-    std::atomic<std::size_t> nextFill(0);
-    pool.run(threads, [&](int) {
-        for (std::size_t i; (i = nextFill.fetch_add(1)) < std::size(fills);) fills[i]();
+    parallelFor(std::int32_t(std::size(fills)), 1, [&](int, std::int32_t b, std::int32_t e) {
+        for (std::int32_t i = b; i < e; ++i) fills[i]();
     });
     buildAdjacency();
 

@@ -182,19 +182,7 @@ bool ProgressiveMesh::parse(const std::uint8_t* data, std::size_t size, std::str
         return false;
     }
     try {
-        std::vector<std::uint8_t> bytes(data, data + size);
-        return parse(std::move(bytes), error);
-    } catch (...) {
-        if (error) *error = "out of memory";
-        return false;
-    }
-}
-
-bool ProgressiveMesh::parse(std::vector<std::uint8_t>&& bytes, std::string* error) {
-    m_data.reset();
-    try {
-        const std::size_t size = bytes.size();
-        return parse(holding(std::move(bytes)), size, error);
+        return parse(holding(std::vector<std::uint8_t>(data, data + size)), size, error);
     } catch (...) {
         if (error) *error = "out of memory";
         return false;
@@ -312,6 +300,7 @@ DecimationResult buildProgressiveMesh(const DecimationMesh& input, const Decimat
         WorkerPool pool(jobThreads(options));
         WorkMesh work;
         if (!buildWorkMesh(input, options, work, result.error, pool)) return result;
+        orderSpatially(work);
         // The full mesh goes into the bytes before the collapses change it.
         auto d = std::make_unique<ProgressiveMesh::Data>();
         std::vector<std::uint8_t> out;
