@@ -7,7 +7,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -64,34 +63,21 @@ TEST(LaunchTrimoraApp, FollowsTheApplicationUntilItDeletesItsFile) {
     ASSERT_EQ(call("SetTrimoraAppPath", fakeApp()), 0.0f);
     ASSERT_EQ(call("LaunchTrimoraApp", job), 0.0f);
 
-    const std::regex percentLine(R"(\\CFF9923Decimating: \\CCCCCCCReducing \\CFF9923     (\d+\.\d)%)");
-    const std::regex dots(R"(\\CFF9923Decimating(: \\CCCCCCCSaving)?\\C222222\.*\\CCCCCCC\.*\\C222222\.*)");
-    std::set<std::string> percentages, dotLines;
-    std::vector<std::string> unexpected;
+    // The exact line format is pinned by the progress tests; here the counts must reach the host.
+    std::set<float> fractions;
+    bool sawDots = false;
     ASSERT_TRUE(waitFor([&] {
         char buffer[256] = {};
         if (host.call("GetTrimoraAppProgressInfo", nullptr, 0.0, buffer, sizeof buffer) == 1.0f) {
             float fraction;
             std::memcpy(&fraction, buffer, sizeof fraction);
-            const std::string line(buffer + 4);
-            std::smatch m;
-            char expected[32];
-            std::snprintf(expected, sizeof expected, "%.1f", 100.0f * fraction);
-            if (std::regex_match(line, m, percentLine)) {
-                percentages.insert(m[1]);
-                EXPECT_EQ(m[1].str(), expected);
-            } else if (std::regex_match(line, m, dots)) {
-                EXPECT_EQ(fraction, -1.0f);
-                dotLines.insert(m[1].matched ? "step" : "task");
-            } else {
-                unexpected.push_back(line);
-            }
+            if (fraction >= 0.0f) fractions.insert(fraction);
+            sawDots = sawDots || (fraction == -1.0f && std::strstr(buffer + 4, "\\C222222.") != nullptr);
         }
         return isRunning() == 0.0f;
     }));
-    EXPECT_EQ(dotLines, (std::set<std::string>{"step", "task"}));
-    EXPECT_GE(percentages.size(), 2u) << "the counts did not reach the progress line";
-    EXPECT_TRUE(unexpected.empty()) << unexpected.front();
+    EXPECT_TRUE(sawDots);
+    EXPECT_GE(fractions.size(), 2u) << "the counts did not reach the progress line";
 
     // The application ended on its own: its file is gone and no task is left to show.
     EXPECT_FALSE(pathExists(job + ".running"));
@@ -101,24 +87,6 @@ TEST(LaunchTrimoraApp, FollowsTheApplicationUntilItDeletesItsFile) {
     EXPECT_EQ(untouched[0], 0x5A);
     const std::string report = waitForReport(job);
     EXPECT_EQ(reportValue(report, "argc"), "2");
-    expectEndedAndReaped(report);
-}
-
-// The host's colon form splits at the last blank before the last colon, whatever blanks the
-// application's folder holds; the argument keeps its prefix.
-TEST(LaunchTrimoraAppAndWait, BlankInTheApplicationFolderAndColonInTheJobPath) {
-    TempFolder folder;
-    ASSERT_EQ(mkdir(folder.file("my apps").c_str(), 0755), 0);
-    ASSERT_EQ(mkdir(folder.file("my jobs").c_str(), 0755), 0);
-    const std::string app = folder.file("my apps/FakeTrimoraApp"), job = folder.file("my jobs/job.cfg");
-    ASSERT_TRUE(copyExecutable(fakeApp(), app));
-    ASSERT_TRUE(writeFile(job, "steps 2\ndelayms 1\nholdms 1\nwaitms 1\n"));
-
-    ASSERT_EQ(call("SetTrimoraAppPath", app), 0.0f);
-    ASSERT_EQ(call("LaunchTrimoraAppAndWait", "!:" + job), 0.0f);
-    const std::string report = waitForReport(job);
-    EXPECT_EQ(reportValue(report, "argc"), "2");
-    EXPECT_EQ(reportValue(report, "arg"), "!:" + job);
     expectEndedAndReaped(report);
 }
 
@@ -182,10 +150,14 @@ TEST(LaunchTrimoraApp, DeletingTheRunningFileStopsTheApplication) {
     EXPECT_FALSE(pathExists(job + ".running"));
 }
 
-// What the application gets from the host: its one argument intact, and none of the host's open
-// descriptors beyond the standard three.
-TEST(LaunchTrimoraApp, ArgumentWithBlanksQuotesAndUtf8ArrivesIntactAndNoDescriptorLeaks) {
+// What the application gets from the host: its one argument intact (the host's colon form splits
+// at the last blank before the last colon, whatever blanks the folders hold), and none of the
+// host's open descriptors beyond the standard three.
+TEST(LaunchTrimoraAppAndWait, ArgumentWithBlanksQuotesAndUtf8ArrivesIntactAndNoDescriptorLeaks) {
     TempFolder folder;
+    ASSERT_EQ(mkdir(folder.file("my apps").c_str(), 0755), 0);
+    const std::string app = folder.file("my apps/FakeTrimoraApp");
+    ASSERT_TRUE(copyExecutable(fakeApp(), app));
     const std::string dir = folder.file("job 'one' \"two\" \xC3\xA9t\xC3\xA9 \xE2\x9C\x93  $HOME `x` ; *");
     ASSERT_EQ(mkdir(dir.c_str(), 0755), 0);
     const std::string job = dir + "/job \xE6\x97\xA5\xE6\x9C\xAC.cfg";
@@ -196,12 +168,12 @@ TEST(LaunchTrimoraApp, ArgumentWithBlanksQuotesAndUtf8ArrivesIntactAndNoDescript
     ASSERT_EQ(pipe(ends), 0);
     ASSERT_EQ(dup2(file, 200), 200);
 
-    ASSERT_EQ(call("SetTrimoraAppPath", fakeApp()), 0.0f);
-    ASSERT_EQ(call("LaunchTrimoraApp", job), 0.0f);
+    ASSERT_EQ(call("SetTrimoraAppPath", app), 0.0f);
+    ASSERT_EQ(call("LaunchTrimoraAppAndWait", "!:" + job), 0.0f);
     const std::string report = waitForReport(job);
     for (int fd : {file, ends[0], ends[1], 200}) close(fd);
     EXPECT_EQ(reportValue(report, "argc"), "2") << report;
-    EXPECT_EQ(reportValue(report, "arg"), job) << report;
+    EXPECT_EQ(reportValue(report, "arg"), "!:" + job) << report;
     EXPECT_EQ(reportValue(report, "fds"), "0,1,2") << report;
     expectEndedAndReaped(report);
 }
