@@ -241,12 +241,7 @@ TEST(ExportOBJAllDeclaredKel, ReadBackByAnObjLoaderAcrossReadsAndMeshes) {
     ASSERT_TRUE(tinyobj::LoadObj(&attrib, &shapes, &materials, &warn, &err, obj.c_str(), base.c_str(), false))
         << err;
     ASSERT_EQ(shapes.size(), 3u);
-    ASSERT_EQ(materials.size(), 3u);
-    EXPECT_EQ(materials[0].name, "defaultMat");
-    EXPECT_EQ(materials[1].name, "mat1");
-    EXPECT_EQ(materials[1].diffuse_texname, "zero.png");
-    EXPECT_EQ(materials[2].name, "mat3");
-    EXPECT_EQ(materials[2].diffuse_texname, "two.png");
+    ASSERT_EQ(materials.size(), 3u);  // their names and maps are pinned by the material test
 
     std::size_t vertexBase = 0, uvBase = 0, totalPoints = 0, totalUVs = 0;
     for (const auto& m : meshes) {

@@ -89,7 +89,7 @@ TEST(AddBBox3D, GrowsTheFirstBoxByTheSecond) {
 }
 
 // The value is a byte offset, not an index; blocks it cannot address are refused untouched.
-TEST(GetBBoxFromKelFile, FillsTheBoxAtAByteOffsetAndRefusesBlocksItCannotAddress) {
+TEST(GetBBoxFromKelFile, FillsTheBoxAtAByteOffsetAndRefusesWhatItCannotAddressOrRead) {
     TempFolder dir;
     const std::string kel = dir.file("m.kel");
     ASSERT_TRUE(writeFile(kel, kelFile(kPoints)));
@@ -108,10 +108,8 @@ TEST(GetBBoxFromKelFile, FillsTheBoxAtAByteOffsetAndRefusesBlocksItCannotAddress
     EXPECT_EQ(host().call("GetBBoxFromKelFile", kel.c_str(), -24.0, small.get(), 24), -1.0f);
     EXPECT_EQ(host().call("GetBBoxFromKelFile", kel.c_str(), 1e12, small.get(), 24), -1.0f);
     EXPECT_EQ(floatsAt(small.get(), 0, 6), floatsAt(block(24, '\x44').get(), 0, 6));
-}
 
-TEST(GetBBoxFromKelFile, UnreadableFileAnswersMinusOneWithTheBoxEmptied) {
-    TempFolder dir;
+    // An unreadable file answers -1 with the box emptied.
     ASSERT_TRUE(writeFile(dir.file("nopoints.kel"), kelFile({}, false)));
     ASSERT_TRUE(writeFile(dir.file("bad.kel"), "Kelx" + std::string(60, '\0')));
     for (const std::string& name : {dir.file("nopoints.kel"), dir.file("bad.kel"), dir.file("none.kel")}) {
@@ -169,34 +167,26 @@ TEST(KelRegistry, LastEntryCommandsWithNothingDeclaredChangeNothing) {
     EXPECT_EQ(testsupport::folderNames(dir.path()), (std::set<std::string>{"skin.png"}));
 }
 
-TEST(SetTextureExt, ChoosesTheTargetFormatAndSkipsMatchingTexturesWhateverTheCase) {
+// The target format is chosen whatever the case and a texture already in it is left alone; the
+// quality reaches the converter.
+TEST(SetTextureExt, ChoosesTheTargetFormatSkipsMatchingTexturesAndPassesTheQuality) {
     if (!PluginHost::hasImageWrapper()) GTEST_SKIP() << "no image wrapper in this build";
     TempFolder dir;
     const PluginHost& h = host();
-    const std::string png = dir.file("skin.png");
-    ASSERT_TRUE(testimages::writeBytes(png, testimages::encodePng(testimages::makeGradient(6, 6))));
+    const std::string png = dir.file("skin.png"), picture = testimages::encodePng(testimages::makeGradient(64, 64));
+    for (const char* name : {"skin.png", "low.png", "high.png"}) ASSERT_TRUE(testimages::writeBytes(dir.file(name), picture));
     EXPECT_EQ(h.call("StartDeclareKelFiles"), 0.0f);
     EXPECT_EQ(h.call("AddOneKelFile", dir.file("a.kel").c_str()), 0.0f);
 
     EXPECT_EQ(h.call("SetTextureExt", "PNG"), 0.0f);
     EXPECT_EQ(h.call("SetTextureFileNameForLastKel", png.c_str()), 0.0f);
-    EXPECT_EQ(testsupport::folderNames(dir.path()), (std::set<std::string>{"skin.png"}));
+    EXPECT_EQ(testsupport::folderNames(dir.path()), (std::set<std::string>{"skin.png", "low.png", "high.png"}));
 
     EXPECT_EQ(h.call("SetTextureExt", "tif"), 0.0f);
     EXPECT_EQ(h.call("SetTextureFileNameForLastKel", png.c_str()), 0.0f);
     EXPECT_FALSE(pathExists(png));
     EXPECT_EQ(testimages::readBytes(dir.file("skin.tif")).substr(0, 4), std::string("II*\0", 4));
-}
 
-TEST(SetTextureQuality, ReachesTheConverter) {
-    if (!PluginHost::hasImageWrapper()) GTEST_SKIP() << "no image wrapper in this build";
-    TempFolder dir;
-    const PluginHost& h = host();
-    const std::string picture = testimages::encodePng(testimages::makeGradient(64, 64));
-    ASSERT_TRUE(testimages::writeBytes(dir.file("low.png"), picture));
-    ASSERT_TRUE(testimages::writeBytes(dir.file("high.png"), picture));
-    EXPECT_EQ(h.call("StartDeclareKelFiles"), 0.0f);
-    EXPECT_EQ(h.call("AddOneKelFile", dir.file("a.kel").c_str()), 0.0f);
     EXPECT_EQ(h.call("SetTextureExt", "jpg"), 0.0f);
     EXPECT_EQ(h.call("SetTextureQuality", nullptr, 4.95), 0.0f);
     EXPECT_EQ(h.call("SetTextureFileNameForLastKel", dir.file("low.png").c_str()), 0.0f);
