@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "ObjReader.h"
 #include "PluginHost.h"
@@ -42,20 +43,17 @@ TEST(ObjReaderIndices, AllCornerFormsAndRelativeIndicesNameTheSamePoints) {
     EXPECT_EQ(std::vector<int>(m.faces.begin() + 4, m.faces.begin() + 8), (std::vector<int>{0, 2, 3, -1}));
     EXPECT_EQ(m.points[static_cast<std::size_t>(m.faces[6])].y, 1.0f);
     // UVs per corner; the corner written without one gets (0, 0).
+    const auto uv = [](const ObjMesh& mesh, std::size_t i) { return std::make_pair(mesh.uvs[i].u, mesh.uvs[i].v); };
     ASSERT_EQ(m.uvs.size(), 12u);
-    EXPECT_EQ(m.uvs[2].u, 1.0f);
-    EXPECT_EQ(m.uvs[2].v, 1.0f);
-    EXPECT_EQ(m.uvs[6].u, 0.0f);
-    EXPECT_EQ(m.uvs[6].v, 1.0f);
-    EXPECT_EQ(m.uvs[9].u, 0.0f);
-    EXPECT_EQ(m.uvs[9].v, 0.0f);
+    EXPECT_EQ(uv(m, 2), std::make_pair(1.0f, 1.0f));
+    EXPECT_EQ(uv(m, 6), std::make_pair(0.0f, 1.0f));
+    EXPECT_EQ(uv(m, 9), std::make_pair(0.0f, 0.0f));
 
     // UVs arriving with a later face are back-filled for the earlier ones.
     const ObjMesh late = read(std::string(kSquare) + "vt 0.5 0.25\nf 1 2 3\nf 1/1 3/1 4/1\n").meshes[0];
     ASSERT_EQ(late.uvs.size(), 8u);
-    EXPECT_EQ(late.uvs[0].u, 0.0f);
-    EXPECT_EQ(late.uvs[4].u, 0.5f);
-    EXPECT_EQ(late.uvs[4].v, 0.25f);
+    EXPECT_EQ(uv(late, 0), std::make_pair(0.0f, 0.0f));
+    EXPECT_EQ(uv(late, 4), std::make_pair(0.5f, 0.25f));
 }
 
 TEST(ObjReaderFaces, PolygonsAreFanSplitIntoQuadsAndOneTriangle) {
