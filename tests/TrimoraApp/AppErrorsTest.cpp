@@ -1,6 +1,8 @@
 // TrimoraApp failures: bad job files, bad meshes, bad caches, impossible targets; no output left behind.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,11 +15,12 @@ namespace {
 
 using Lines = std::vector<std::pair<std::string, std::string>>;
 
-class AppErrors : public ::testing::Test {
-protected:
-    std::string job() const { return m_folder.file("job.txt"); }
-    std::string in() const { return m_folder.file("in.kel"); }
-    std::string out() const { return m_folder.file("out.kel"); }
+// One failing job in its own folder.
+struct FailingJob {
+    TempFolder folder;
+    std::string job() const { return folder.file("job.txt"); }
+    std::string in() const { return folder.file("in.kel"); }
+    std::string out() const { return folder.file("out.kel"); }
 
     void writeGoodMesh() { ASSERT_TRUE(KVKelWriter::writeFile(KVString(in().c_str()), makeGrid(GridOptions()))); }
     void writeOneJob(const Lines& extra) {
@@ -27,8 +30,8 @@ protected:
         ASSERT_TRUE(writeJob(job(), lines));
     }
 
-    // Runs the job, which must fail with `words` in both the error output and the log file, and
-    // leave no output, no temporary file and no running file.
+    // The job must fail with `words` in both the error output and the log file, and leave no
+    // output, no temporary file and no running file.
     void expectFailure(const std::string& words, bool libraryLaunch = true) {
         if (libraryLaunch) {
             ASSERT_TRUE(writeFile(job() + ".running", std::string(1, '\1') + std::string(175, '\0')));
@@ -43,109 +46,118 @@ protected:
         EXPECT_NE(log.find(words), std::string::npos) << log;
         EXPECT_FALSE(pathExists(out()));
         EXPECT_FALSE(pathExists(job() + ".running"));
-        EXPECT_TRUE(filesEndingWith(m_folder.path(), ".tmp").empty());
+        EXPECT_TRUE(filesEndingWith(folder.path(), ".tmp").empty());
     }
-
-    TempFolder m_folder;
 };
 
-TEST_F(AppErrors, MissingJobFile) { expectFailure("job file not found"); }
+struct Case {
+    const char* words;
+    std::function<void(FailingJob&)> prepare;
+    bool libraryLaunch;
+};
 
-TEST_F(AppErrors, MissingJobFileWhenRunByHand) { expectFailure("job file not found", false); }
-
-TEST_F(AppErrors, EmptyJobFile) {
-    ASSERT_TRUE(writeFile(job(), ""));
-    expectFailure("job file empty");
+void runCases(const std::vector<Case>& cases) {
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.words);
+        FailingJob j;
+        ASSERT_NO_FATAL_FAILURE(c.prepare(j));
+        j.expectFailure(c.words, c.libraryLaunch);
+    }
 }
 
-TEST_F(AppErrors, JobFileWithoutInputFile) {
-    ASSERT_TRUE(writeFile(job(), "# only a comment\nOutputFile = " + out() + "\ngarbage line\n"));
-    expectFailure("no InputFile");
+TEST(AppErrors, BadJobFiles) {
+    runCases({{"job file not found", [](FailingJob&) {}, true},
+              {"job file not found", [](FailingJob&) {}, false},
+              {"job file empty", [](FailingJob& j) { ASSERT_TRUE(writeFile(j.job(), "")); }, true},
+              {"no InputFile",
+               [](FailingJob& j) {
+                   ASSERT_TRUE(writeFile(j.job(), "# only a comment\nOutputFile = " + j.out() + "\ngarbage line\n"));
+               },
+               true}});
 }
 
-TEST_F(AppErrors, UnknownBatchKindStopsBeforeAnyWork) {
-    writeGoodMesh();
+TEST(AppErrors, UnknownBatchKindStopsBeforeAnyWork) {
+    FailingJob j;
+    j.writeGoodMesh();
     // The good first batch must not run either: the whole job is checked first.
-    ASSERT_TRUE(writeJob(job(), {{"StartBatch", "Decimate mesh"}, {"InputFile", in()}, {"OutputFile", out()},
-                                 {"DecimationTargetPourcent", "50"}, {"EndBatch", ""},
-                                 {"StartBatch", "Polish mesh"}, {"InputFile", in()},
-                                 {"OutputFile", m_folder.file("other.kel")}, {"EndBatch", ""}}));
-    expectFailure("unknown batch kind");
-    EXPECT_FALSE(pathExists(m_folder.file("other.kel")));
+    ASSERT_TRUE(writeJob(j.job(), {{"StartBatch", "Decimate mesh"}, {"InputFile", j.in()}, {"OutputFile", j.out()},
+                                   {"DecimationTargetPourcent", "50"}, {"EndBatch", ""},
+                                   {"StartBatch", "Polish mesh"}, {"InputFile", j.in()},
+                                   {"OutputFile", j.folder.file("other.kel")}, {"EndBatch", ""}}));
+    j.expectFailure("unknown batch kind");
+    EXPECT_FALSE(pathExists(j.folder.file("other.kel")));
 }
 
-TEST_F(AppErrors, MissingMeshFile) {
-    writeOneJob({{"DecimationTargetPourcent", "50"}});
-    expectFailure("mesh file not found");
+TEST(AppErrors, BadMeshFilesAndImpossibleTargets) {
+    const Lines half = {{"DecimationTargetPourcent", "50"}};
+    runCases({{"mesh file not found", [&](FailingJob& j) { j.writeOneJob(half); }, true},
+              {"not a readable mesh file",
+               [&](FailingJob& j) {
+                   ASSERT_TRUE(writeFile(j.in(), std::string("Kelx") + std::string(60, '\0')));
+                   j.writeOneJob(half);
+               },
+               true},
+              {"out of range",
+               [&](FailingJob& j) {
+                   KVKelMesh mesh = makeGrid(GridOptions());
+                   mesh.faces[4 * 7 + 2] = mesh.points.getCount();
+                   ASSERT_TRUE(KVKelWriter::writeFile(KVString(j.in().c_str()), mesh));
+                   j.writeOneJob(half);
+               },
+               true},
+              {"malformed mesh file",
+               [&](FailingJob& j) {
+                   j.writeGoodMesh();
+                   std::string bytes;
+                   ASSERT_TRUE(readFile(j.in(), bytes));
+                   // Points take 32 + 16 + 441 x 12 bytes; cut the file in the middle of the Face4 block.
+                   ASSERT_TRUE(writeFile(j.in(), bytes.substr(0, 32 + 16 + 441 * 12 + 16 + 100)));
+                   j.writeOneJob(half);
+               },
+               true},
+              {"impossible target",
+               [](FailingJob& j) {
+                   j.writeGoodMesh();
+                   j.writeOneJob({{"DecimationTargetPourcent", "0.1"}});  // below a triangle
+               },
+               true},
+              {"impossible target",
+               [](FailingJob& j) {
+                   j.writeGoodMesh();
+                   j.writeOneJob({{"DecimationTargetNum", "5000"}});  // above the mesh
+               },
+               true}});
 }
 
-TEST_F(AppErrors, MeshFileWithWrongMagic) {
-    ASSERT_TRUE(writeFile(in(), std::string("Kelx") + std::string(60, '\0')));
-    writeOneJob({{"DecimationTargetPourcent", "50"}});
-    expectFailure("not a readable mesh file");
-}
-
-TEST_F(AppErrors, MeshFileWithIndexOutOfRange) {
-    KVKelMesh mesh = makeGrid(GridOptions());
-    mesh.faces[4 * 7 + 2] = mesh.points.getCount();
-    ASSERT_TRUE(KVKelWriter::writeFile(KVString(in().c_str()), mesh));
-    writeOneJob({{"DecimationTargetPourcent", "50"}});
-    expectFailure("out of range");
-}
-
-TEST_F(AppErrors, MeshFileTruncatedInItsFaces) {
-    writeGoodMesh();
-    std::string bytes;
-    ASSERT_TRUE(readFile(in(), bytes));
-    // Points take 32 + 16 + 441 x 12 bytes; cut the file in the middle of the Face4 block.
-    ASSERT_TRUE(writeFile(in(), bytes.substr(0, 32 + 16 + 441 * 12 + 16 + 100)));
-    writeOneJob({{"DecimationTargetPourcent", "50"}});
-    expectFailure("malformed mesh file");
-}
-
-TEST_F(AppErrors, TargetBelowATriangle) {
-    writeGoodMesh();
-    writeOneJob({{"DecimationTargetPourcent", "0.1"}});
-    expectFailure("impossible target");
-}
-
-TEST_F(AppErrors, TargetAboveTheMesh) {
-    writeGoodMesh();
-    writeOneJob({{"DecimationTargetNum", "5000"}});
-    expectFailure("impossible target");
-}
-
-TEST_F(AppErrors, DamagedCache) {
-    writeGoodMesh();
-    const std::string cache = m_folder.file("in.ypm");
-    ASSERT_TRUE(writeJob(job(), {{"StartBatch", "Build progressive mesh"}, {"InputFile", in()}, {"OutputFile", cache},
-                                 {"EndBatch", ""}}));
+TEST(AppErrors, DamagedCacheAndCacheTargetBelowItsMinimum) {
+    FailingJob j;
+    j.writeGoodMesh();
+    const std::string cache = j.folder.file("in.ypm");
+    ASSERT_TRUE(writeJob(j.job(), {{"StartBatch", "Build progressive mesh"}, {"InputFile", j.in()},
+                                   {"OutputFile", cache}, {"ProgressiveMeshMinNum", "100"}, {"EndBatch", ""}}));
     std::string errors;
-    ASSERT_EQ(runApp(job(), &errors), 0) << errors;
+    ASSERT_EQ(runApp(j.job(), &errors), 0) << errors;
     std::string good;
     ASSERT_TRUE(readFile(cache, good));
     ASSERT_GT(good.size(), 100u);
-    // The pad byte after the header, and a byte amid the engine's bytes.
-    const std::pair<std::size_t, const char*> damages[] = {{99, "damaged (pad byte)"},
-                                                           {100 + (good.size() - 100) / 2, "damaged (checksum"}};
+    // The pad byte after the header, a byte amid the engine's bytes, and an intact cache asked for too little.
+    const struct {
+        std::size_t at;
+        const char* target;
+        const char* words;
+    } damages[] = {{99, "DecimationTargetPourcent", "damaged (pad byte)"},
+                   {100 + (good.size() - 100) / 2, "DecimationTargetPourcent", "damaged (checksum"},
+                   {0, "DecimationTargetNum", "impossible target"}};
     for (const auto& damage : damages) {
+        SCOPED_TRACE(damage.words);
         std::string bytes = good;
-        bytes[damage.first] = static_cast<char>(bytes[damage.first] ^ 0x5A);
+        if (damage.at != 0) bytes[damage.at] = static_cast<char>(bytes[damage.at] ^ 0x5A);
         ASSERT_TRUE(writeFile(cache, bytes));
-        ASSERT_TRUE(writeJob(job(), {{"StartBatch", "Decimate progressive mesh"}, {"InputFile", cache},
-                                     {"OutputFile", out()}, {"DecimationTargetPourcent", "50"}, {"EndBatch", ""}}));
-        expectFailure(damage.second);
+        ASSERT_TRUE(writeJob(j.job(), {{"StartBatch", "Decimate progressive mesh"}, {"InputFile", cache},
+                                       {"OutputFile", j.out()}, {damage.target, "50"}, {"EndBatch", ""}}));
+        std::remove((j.job() + ".log").c_str());
+        j.expectFailure(damage.words);
     }
-}
-
-TEST_F(AppErrors, CacheTargetBelowItsMinimum) {
-    writeGoodMesh();
-    const std::string cache = m_folder.file("in.ypm");
-    ASSERT_TRUE(writeJob(job(), {{"StartBatch", "Build progressive mesh"}, {"InputFile", in()}, {"OutputFile", cache},
-                                 {"ProgressiveMeshMinNum", "100"}, {"EndBatch", ""},
-                                 {"StartBatch", "Decimate progressive mesh"}, {"InputFile", cache},
-                                 {"OutputFile", out()}, {"DecimationTargetNum", "50"}, {"EndBatch", ""}}));
-    expectFailure("impossible target");
 }
 
 }  // namespace

@@ -152,6 +152,46 @@ inline int flippedAgainst(const DecimationMesh& input, const DecimationMesh& out
     return flipped;
 }
 
+// Bit patterns of every position, for "this vertex is still there, unmoved" checks.
+inline std::set<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>> pointSet(const DecimationMesh& m) {
+    std::set<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>> s;
+    for (const KVVector3f& p : m.points) s.insert(bits(p));
+    return s;
+}
+
+// Points with no partner within `tol` mirrored through the plane `axis` = 0.
+inline int unmirrored(const DecimationMesh& m, int axis, double tol) {
+    int unpaired = 0;
+    for (const KVVector3f& p : m.points) {
+        KVVector3f q = p;
+        (&q.x)[axis] = -(&q.x)[axis];
+        double best = 1e300;
+        for (const KVVector3f& r : m.points)
+            best = std::min(best, double((r.x - q.x) * (r.x - q.x) + (r.y - q.y) * (r.y - q.y) + (r.z - q.z) * (r.z - q.z)));
+        unpaired += std::sqrt(best) >= tol;
+    }
+    return unpaired;
+}
+
+// Triangles whose u values span half the texture: dragged across the seam.
+inline int seamSpanning(const DecimationMesh& m) {
+    int spanning = 0;
+    for (std::size_t t = 0; t < m.triangleCount(); ++t) {
+        float lo = 2, hi = -2;
+        for (int k = 0; k < 3; ++k) lo = std::min(lo, m.cornerUVs[3 * t + k].u), hi = std::max(hi, m.cornerUVs[3 * t + k].u);
+        spanning += hi - lo >= 0.5f;
+    }
+    return spanning;
+}
+
+// Same triangles, bit-identical positions and the same colours.
+inline void expectSameMesh(const DecimationMesh& a, const DecimationMesh& b) {
+    EXPECT_EQ(a.triangles, b.triangles);
+    EXPECT_EQ(a.colors, b.colors);
+    ASSERT_EQ(a.points.size(), b.points.size());
+    EXPECT_EQ(0, std::memcmp(a.points.data(), b.points.data(), a.points.size() * sizeof(KVVector3f)));
+}
+
 inline bool withinPercent(std::size_t got, std::int64_t want) {
     return std::fabs(double(got) - double(want)) <= 0.01 * double(want) + 1;
 }
