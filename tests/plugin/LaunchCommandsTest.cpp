@@ -128,28 +128,6 @@ TEST(LaunchTrimoraApp, NullTextOrUnnamedApplicationCreateNoFile) {
     EXPECT_FALSE(pathExists(job + ".arg"));
 }
 
-TEST(LaunchTrimoraApp, DeletingTheRunningFileStopsTheApplication) {
-    TempFolder folder;
-    const std::string job = folder.file("job.cfg");
-    ASSERT_TRUE(writeFile(job, "steps 100000\ndelayms 20\nholdms 0\nstopOnCancel yes\n"));
-    const PluginHost& host = sharedPluginHost();
-    ASSERT_EQ(call("SetTrimoraAppPath", fakeApp()), 0.0f);
-    ASSERT_EQ(call("LaunchTrimoraApp", job), 0.0f);
-
-    // Wait until it counts, then pull its file away.
-    ASSERT_TRUE(waitFor([&] {
-        char buffer[256] = {};
-        return host.call("GetTrimoraAppProgressInfo", nullptr, 0.0, buffer, sizeof buffer) == 1.0f &&
-               std::strstr(buffer + 4, "Reducing") != nullptr;
-    }));
-    const std::string report = waitForReport(job);
-    ASSERT_EQ(std::remove((job + ".running").c_str()), 0);
-    EXPECT_EQ(isRunning(), 0.0f);
-    EXPECT_TRUE(waitFor([&] { return pathExists(job + ".stopped"); })) << "the application did not stop";
-    expectEndedAndReaped(report);
-    EXPECT_FALSE(pathExists(job + ".running"));
-}
-
 // What the application gets from the host: its one argument intact (the host's colon form splits
 // at the last blank before the last colon, whatever blanks the folders hold), and none of the
 // host's open descriptors beyond the standard three.

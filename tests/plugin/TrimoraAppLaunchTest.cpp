@@ -99,6 +99,7 @@ TEST_F(TrimoraAppLaunch, DeletingTheRunningFileStopsTheApplicationWithoutOutput)
     ASSERT_EQ(std::remove((job() + ".running").c_str()), 0);
     EXPECT_FALSE(isRunning());
     EXPECT_TRUE(waitFor([&] { return processesMentioning(job()) == 0; }, 180)) << "the application went on";
+    EXPECT_TRUE(waitFor(testsupport::noZombieChild)) << "the cancelled application stayed a zombie";
     EXPECT_FALSE(pathExists(out));
     for (const std::string& name : listFolder(m_folder.path()))
         EXPECT_EQ(name.find(".tmp"), std::string::npos) << name;
