@@ -189,11 +189,4 @@ TEST(KVPlatformTimeServiceTest, SleepResumesAfterSignals) {
     EXPECT_GE(elapsed, 120);
 }
 
-TEST(KVPlatformTimeServiceTest, ProcessorClockMoves) {
-    const long c0 = KVTimeService::processorClock();
-    volatile unsigned long spin = 0;
-    while (KVTimeService::processorClock() == c0) ++spin;  // a stuck clock hangs: ctest's timeout catches it
-    EXPECT_GT(KVTimeService::processorClocksPerSecond(), 0);
-}
-
 }  // namespace
