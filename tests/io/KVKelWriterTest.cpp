@@ -53,12 +53,9 @@ TEST_F(KelWriter, MinimalAndEmptyMeshesHavePointsFacesAndEnd) {
     EXPECT_EQ((std::vector<std::uint32_t>{K::kTagPoints, K::kTagFace4, 0}), tagsOf(path));
     EXPECT_EQ(32u + 16 + 48 + 16 + 32 + 16, keltest::load(path).size());
 
-    KVArray<KVVector3f> points;
+    // The contents are compared in the full round trip; here what a bare mesh must not claim.
     KVArray<int> faces;
     bool hasUV = true;
-    ASSERT_TRUE(K::readVertexAndFace4Blocs(p, points, faces));
-    EXPECT_EQ(0, std::memcmp(points.getData(), m.points.getData(), 48));
-    EXPECT_EQ(keltest::toVector(m.faces), keltest::toVector(faces));
     ASSERT_TRUE(K::readFace4Bloc(p, faces, hasUV));
     EXPECT_FALSE(hasUV);
     BBox box;
