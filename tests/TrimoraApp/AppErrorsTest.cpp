@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -50,30 +49,23 @@ struct FailingJob {
     }
 };
 
-struct Case {
-    const char* words;
-    std::function<void(FailingJob&)> prepare;
-    bool libraryLaunch;
-};
-
-void runCases(const std::vector<Case>& cases) {
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.words);
-        FailingJob j;
-        ASSERT_NO_FATAL_FAILURE(c.prepare(j));
-        j.expectFailure(c.words, c.libraryLaunch);
-    }
-}
-
 TEST(AppErrors, BadJobFiles) {
-    runCases({{"job file not found", [](FailingJob&) {}, true},
-              {"job file not found", [](FailingJob&) {}, false},
-              {"job file empty", [](FailingJob& j) { ASSERT_TRUE(writeFile(j.job(), "")); }, true},
-              {"no InputFile",
-               [](FailingJob& j) {
-                   ASSERT_TRUE(writeFile(j.job(), "# only a comment\nOutputFile = " + j.out() + "\ngarbage line\n"));
-               },
-               true}});
+    const struct {
+        const char* text;  // null: no job file
+        bool libraryLaunch;
+        const char* words;
+    } rows[] = {{nullptr, true, "job file not found"},
+                {nullptr, false, "job file not found"},
+                {"", true, "job file empty"},
+                {"# only a comment\nOutputFile = out.kel\ngarbage line\n", true, "no InputFile"}};
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.words);
+        FailingJob j;
+        if (r.text) {
+            ASSERT_TRUE(writeFile(j.job(), r.text));
+        }
+        j.expectFailure(r.words, r.libraryLaunch);
+    }
 }
 
 TEST(AppErrors, UnknownBatchKindStopsBeforeAnyWork) {
@@ -89,44 +81,37 @@ TEST(AppErrors, UnknownBatchKindStopsBeforeAnyWork) {
 }
 
 TEST(AppErrors, BadMeshFilesAndImpossibleTargets) {
-    const Lines half = {{"DecimationTargetPourcent", "50"}};
-    runCases({{"mesh file not found", [&](FailingJob& j) { j.writeOneJob(half); }, true},
-              {"not a readable mesh file",
-               [&](FailingJob& j) {
-                   ASSERT_TRUE(writeFile(j.in(), std::string("Kelx") + std::string(60, '\0')));
-                   j.writeOneJob(half);
-               },
-               true},
-              {"out of range",
-               [&](FailingJob& j) {
-                   KVKelMesh mesh = makeGrid(GridOptions());
-                   mesh.faces[4 * 7 + 2] = mesh.points.getCount();
-                   ASSERT_TRUE(KVKelWriter::writeFile(KVString(j.in().c_str()), mesh));
-                   j.writeOneJob(half);
-               },
-               true},
-              {"malformed mesh file",
-               [&](FailingJob& j) {
-                   j.writeGoodMesh();
-                   std::string bytes;
-                   ASSERT_TRUE(readFile(j.in(), bytes));
-                   // Points take 32 + 16 + 441 x 12 bytes; cut the file in the middle of the Face4 block.
-                   ASSERT_TRUE(writeFile(j.in(), bytes.substr(0, 32 + 16 + 441 * 12 + 16 + 100)));
-                   j.writeOneJob(half);
-               },
-               true},
-              {"impossible target",
-               [](FailingJob& j) {
-                   j.writeGoodMesh();
-                   j.writeOneJob({{"DecimationTargetPourcent", "0.1"}});  // below a triangle
-               },
-               true},
-              {"impossible target",
-               [](FailingJob& j) {
-                   j.writeGoodMesh();
-                   j.writeOneJob({{"DecimationTargetNum", "5000"}});  // above the mesh
-               },
-               true}});
+    enum { kNone, kGood, kBadMagic, kIndexOutOfRange, kTruncated };
+    const struct {
+        int mesh;
+        const char* key;
+        const char* value;
+        const char* words;
+    } rows[] = {{kNone, "DecimationTargetPourcent", "50", "mesh file not found"},
+                {kBadMagic, "DecimationTargetPourcent", "50", "not a readable mesh file"},
+                {kIndexOutOfRange, "DecimationTargetPourcent", "50", "out of range"},
+                {kTruncated, "DecimationTargetPourcent", "50", "malformed mesh file"},
+                {kGood, "DecimationTargetPourcent", "0.1", "impossible target"},  // below a triangle
+                {kGood, "DecimationTargetNum", "5000", "impossible target"}};    // above the mesh
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.words);
+        FailingJob j;
+        KVKelMesh mesh = makeGrid(GridOptions());
+        if (r.mesh == kIndexOutOfRange) mesh.faces[4 * 7 + 2] = mesh.points.getCount();
+        if (r.mesh != kNone) {
+            ASSERT_TRUE(KVKelWriter::writeFile(KVString(j.in().c_str()), mesh));
+        }
+        std::string bytes;
+        ASSERT_TRUE(r.mesh == kNone || readFile(j.in(), bytes));
+        if (r.mesh == kBadMagic) {
+            ASSERT_TRUE(writeFile(j.in(), std::string("Kelx") + std::string(60, '\0')));
+        }
+        if (r.mesh == kTruncated) {  // points take 32 + 16 + 441 x 12 bytes: cut amid the Face4 block
+            ASSERT_TRUE(writeFile(j.in(), bytes.substr(0, 32 + 16 + 441 * 12 + 16 + 100)));
+        }
+        j.writeOneJob({{r.key, r.value}});
+        j.expectFailure(r.words);
+    }
 }
 
 TEST(AppErrors, DamagedCacheAndCacheTargetBelowItsMinimum) {
