@@ -1,8 +1,6 @@
 // Block walking and the readers of KVKelIO_Core, on well-formed and damaged files.
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "KelTestSupport.h"
 #include "io/KVKelIO.h"
 
@@ -199,12 +197,8 @@ TEST_F(KelRead, HeaderOperationsOnStreams) {
     std::fwrite("\x01\x02", 1, 2, f);  // a block header cut short
     std::fclose(f);
 
-    const keltest::Bytes bytes = keltest::load(path);
-    ASSERT_EQ(32u + 16u + 8u + 2u, bytes.size());
-    EXPECT_EQ(0, std::memcmp(bytes.data(), "Kelb", 4));
-    for (int i = 4; i < 32; ++i) EXPECT_EQ(0, bytes[i]) << i;
-    EXPECT_EQ(0x44, bytes[32]);  // little-endian fields
-    EXPECT_EQ(5, bytes[44]);
+    // The header bytes are pinned by the colour file writer's layout test; here the round trip.
+    ASSERT_EQ(32u + 16u + 8u + 2u, keltest::load(path).size());
 
     f = std::fopen(path.c_str(), "rb");
     ASSERT_NE(nullptr, f);
