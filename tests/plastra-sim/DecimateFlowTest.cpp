@@ -2,13 +2,13 @@
 #define TINYOBJLOADER_IMPLEMENTATION
 #include <tiny_obj_loader.h>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <set>
 #include <string>
 #include <vector>
@@ -26,69 +26,53 @@ struct SimRun {
     std::string err;
 };
 
-// The simulator as a child process, its output read through a pipe as it comes.
+std::string quoted(const std::string& text) {
+    std::string out = "'";
+    for (char c : text) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return out + "'";
+}
+
+// The simulator started through the shell, which execs it: the first line it prints is its pid,
+// the rest is the simulator's standard output, read as it comes.
 class Sim {
 public:
     explicit Sim(const std::vector<std::string>& args, const std::string& exe = "") {
-        const std::string path = exe.empty() ? PluginHost::executableFolder() + "/plastra-sim" : exe;
-        m_errPath = m_dir.file("stderr.txt");
-        int fds[2];
-        if (pipe(fds) != 0) return;
-        m_pid = fork();
-        if (m_pid == 0) {
-            dup2(fds[1], 1);
-            const int err = open(m_errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-            dup2(err, 2);
-            close(fds[0]);
-            std::vector<char*> argv;
-            argv.push_back(const_cast<char*>(path.c_str()));
-            for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-            argv.push_back(nullptr);
-            execv(path.c_str(), argv.data());
-            _exit(127);
-        }
-        close(fds[1]);
-        m_out = fds[0];
+        std::string command = "echo $$; exec " + quoted(exe.empty() ? PluginHost::executableFolder() + "/plastra-sim" : exe);
+        for (const std::string& a : args) command += " " + quoted(a);
+        m_pipe = popen((command + " 2>" + quoted(m_dir.file("stderr.txt"))).c_str(), "r");
+        char line[32];
+        if (m_pipe != nullptr && std::fgets(line, sizeof line, m_pipe) != nullptr) m_pid = std::atoi(line);
     }
     ~Sim() {
-        if (m_out >= 0) close(m_out);
-        if (m_pid > 0 && !m_reaped) {
-            kill(m_pid, SIGKILL);
-            waitpid(m_pid, nullptr, 0);
-        }
+        if (m_pipe == nullptr) return;
+        if (m_pid > 0) kill(m_pid, SIGKILL);
+        pclose(m_pipe);
     }
 
     pid_t pid() const { return m_pid; }
 
     // Reads standard output until `text` shows up; false at its end.
     bool waitFor(const std::string& text) {
-        char buf[4096];
-        while (m_text.find(text) == std::string::npos) {
-            const ssize_t n = read(m_out, buf, sizeof buf);
-            if (n <= 0) return false;
-            m_text.append(buf, static_cast<std::size_t>(n));
-        }
+        for (int c; m_text.find(text) == std::string::npos; m_text += static_cast<char>(c))
+            if (m_pipe == nullptr || (c = std::fgetc(m_pipe)) == EOF) return false;
         return true;
     }
 
     SimRun finish() {
         waitFor(std::string(1, '\0'));  // everything up to the end
         SimRun r;
-        int raw = 0;
-        waitpid(m_pid, &raw, 0);
-        m_reaped = true;
-        r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+        const int raw = m_pipe == nullptr ? -1 : pclose(m_pipe);
+        m_pipe = nullptr;
+        r.status = raw == -1 ? -1 : WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
         r.out = m_text;
-        readFile(m_errPath, r.err);
+        readFile(m_dir.file("stderr.txt"), r.err);
         return r;
     }
 
 private:
     TempFolder m_dir;
-    std::string m_errPath;
+    FILE* m_pipe = nullptr;
     pid_t m_pid = -1;
-    int m_out = -1;
-    bool m_reaped = false;
     std::string m_text;
 };
 
