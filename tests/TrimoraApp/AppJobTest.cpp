@@ -135,31 +135,8 @@ TEST(AppJob, HostPathFormAndTheLibrarysRunningFile) {
     EXPECT_TRUE(filesEndingWith(folder.path(), ".tmp").empty());
 }
 
-TEST(AppJob, RunByHandCreatesTheRunningFileAndReportsSteps) {
-    TempFolder folder;
-    const std::string in = folder.file("in.kel"), out = folder.file("out.kel"), job = folder.file("job.txt");
-    GridOptions o;
-    o.n = 150;
-    ASSERT_TRUE(KVKelWriter::writeFile(KVString(in.c_str()), makeGrid(o)));
-    ASSERT_TRUE(writeJob(job, Lines{{"InputFile", in}, {"OutputFile", out}, {"DecimationTargetPourcent", "5"}}));
-    AppProcess app(job, job + ".stderr");
-    ASSERT_TRUE(app.started());
-    // The record shows the task and a step with a total while the application works.
-    bool sawStep = false;
-    KVProgressBar bar;
-    waitFor([&] {
-        if (readRecord(job + ".running", bar) && bar.isStarted() && bar.isStepActive() && bar.getStepTotal() > 0)
-            sawStep = true;
-        return sawStep || app.exited();
-    });
-    EXPECT_EQ(app.wait(), 0) << app.stderrText();
-    EXPECT_TRUE(sawStep);
-    EXPECT_FALSE(pathExists(job + ".running"));
-    EXPECT_TRUE(readMesh(out).ok);
-}
-
-// Writes a 400 x 400 grid, starts `job` on it and waits until the engine is at work; with
-// `libraryLaunch` the running file is created first, as the library does.
+// Writes a 400 x 400 grid, starts `job` on it and waits until the running file shows the engine's
+// step with its total; with `libraryLaunch` the running file is created first, as the library does.
 void startLongJob(TempFolder& folder, std::unique_ptr<AppProcess>& app,
                   const std::function<Lines(const std::string&)>& job, bool libraryLaunch) {
     const std::string jobPath = folder.file("job.txt"), in = folder.file("in.kel");
@@ -174,18 +151,32 @@ void startLongJob(TempFolder& folder, std::unique_ptr<AppProcess>& app,
     app.reset(new AppProcess(jobPath, jobPath + ".stderr"));
     ASSERT_TRUE(app->started());
     const bool reducing = waitFor([&] {
-        return (readRecord(jobPath + ".running", bar) && bar.getStepTitle().startsWith("Decimating")) || app->exited();
+        return (readRecord(jobPath + ".running", bar) && bar.isStarted() && bar.isStepActive() &&
+                bar.getStepTotal() > 0 && bar.getStepTitle().startsWith("Decimating")) ||
+               app->exited();
     });
     ASSERT_TRUE(reducing && !app->exited()) << app->stderrText();
+}
+
+Lines oneMeshJob(const std::string& in) {
+    const std::string out = in.substr(0, in.rfind('/') + 1) + "out.kel";
+    return Lines{{"InputFile", in}, {"OutputFile", out}, {"DecimationTargetPourcent", "1"}} + kAxes;
+}
+
+// Started by hand, the application makes its own running file, and removes it at the end.
+TEST(AppJob, RunByHandCreatesTheRunningFileAndReportsSteps) {
+    TempFolder folder;
+    std::unique_ptr<AppProcess> app;
+    ASSERT_NO_FATAL_FAILURE(startLongJob(folder, app, oneMeshJob, false));
+    EXPECT_EQ(app->wait(), 0) << app->stderrText();
+    EXPECT_FALSE(pathExists(folder.file("job.txt.running")));
+    EXPECT_TRUE(readMesh(folder.file("out.kel")).ok);
 }
 
 TEST(AppJob, TerminationSignalCleansUpLikeACancel) {
     TempFolder folder;
     std::unique_ptr<AppProcess> app;
-    ASSERT_NO_FATAL_FAILURE(startLongJob(folder, app, [&](const std::string& in) {
-        return Lines{{"InputFile", in}, {"OutputFile", folder.file("out.kel")}, {"DecimationTargetPourcent", "1"}} +
-               kAxes;
-    }, false));
+    ASSERT_NO_FATAL_FAILURE(startLongJob(folder, app, oneMeshJob, false));
     app->sendSignal(SIGTERM);
     EXPECT_EQ(app->wait(), 1) << app->stderrText();
     EXPECT_FALSE(pathExists(folder.file("out.kel")));
