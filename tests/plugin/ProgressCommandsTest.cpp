@@ -54,6 +54,8 @@ TEST_F(FollowedJob, PercentageLineAndFractionFill252Bytes) {
     EXPECT_EQ(buffer[256], kSentinel);
 }
 
+// The animation itself is pinned by the progress-line tests; here its place survives between
+// calls of the command, and a percentage sends it back to the start.
 TEST_F(FollowedJob, DotsAdvanceAcrossPollsAndResetOnAPercentage) {
     put(record(true, false, "Decimating", "", -1, 0));
     ASSERT_EQ(poll(), 1.0f);
@@ -61,19 +63,6 @@ TEST_F(FollowedJob, DotsAdvanceAcrossPollsAndResetOnAPercentage) {
     EXPECT_EQ(line(), "\\CFF9923Decimating\\C222222\\CCCCCCC\\C222222.......");
     ASSERT_EQ(poll(), 1.0f);
     EXPECT_EQ(line(), "\\CFF9923Decimating\\C222222\\CCCCCCC.\\C222222......");
-    for (int i = 2; i < 9; ++i) ASSERT_EQ(poll(), 1.0f);
-    EXPECT_EQ(line(), "\\CFF9923Decimating\\C222222\\CCCCCCC........\\C222222");
-    ASSERT_EQ(poll(), 1.0f);
-    EXPECT_EQ(line(), "\\CFF9923Decimating\\C222222.\\CCCCCCC.......\\C222222");
-    for (int i = 10; i < 16; ++i) ASSERT_EQ(poll(), 1.0f);
-    EXPECT_EQ(line(), "\\CFF9923Decimating\\C222222.......\\CCCCCCC.\\C222222");
-    ASSERT_EQ(poll(), 1.0f);  // back to the start
-    EXPECT_EQ(line(), "\\CFF9923Decimating\\C222222\\CCCCCCC\\C222222.......");
-
-    // A step with a total 0 shows its title with the dots, carrying on from position 1.
-    put(record(true, true, "Decimating", "Saving", 0, 3));
-    ASSERT_EQ(poll(), 1.0f);
-    EXPECT_EQ(line(), "\\CFF9923Decimating: \\CCCCCCCSaving\\C222222\\CCCCCCC.\\C222222......");
 
     put(record(true, true, "Decimating", "Reducing", 10, 10));
     ASSERT_EQ(poll(), 1.0f);
