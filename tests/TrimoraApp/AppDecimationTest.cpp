@@ -164,12 +164,6 @@ int unpairedVertices(const ReadMesh& m, int axis) {
     return unpaired;
 }
 
-TEST_F(AppDecimation, SymmetryKeepsTheResultMirrored) {
-    const ReadMesh m = decimate(makeGrid(GridOptions()), {{"DecimationTargetPourcent", "30"}, {"Symmetry", "x"}});
-    EXPECT_EQ(unpairedVertices(m, 0), 0);
-    EXPECT_EQ(flippedFaces(m), 0);
-}
-
 // The grid turned so that its symmetry plane is y = 0 and its surface faces +y in the file.
 KVKelMesh turnedGrid() {
     KVKelMesh grid = makeGrid(GridOptions());

@@ -118,14 +118,7 @@ TEST(DecimationEngine, UVsFollowTheirChartAndSeamsStaySeams) {
 double colourError(const DecimationMesh& in, const DecimationMesh& out) {
     double sum = 0;
     for (std::size_t v = 0; v < out.points.size(); ++v) {
-        const KVVector3f& p = out.points[v];
-        std::size_t best = 0;
-        double bd = 1e300;
-        for (std::size_t w = 0; w < in.points.size(); ++w) {
-            const KVVector3f& q = in.points[w];
-            double d = (p.x - q.x) * (p.x - q.x) + (p.y - q.y) * (p.y - q.y) + (p.z - q.z) * (p.z - q.z);
-            if (d < bd) bd = d, best = w;
-        }
+        const std::size_t best = nearestPoint(in, out.points[v]);
         for (int s = 0; s < 24; s += 8)
             sum += std::fabs(double(out.colors[v] >> s & 0xFF) - double(in.colors[best] >> s & 0xFF));
     }

@@ -110,6 +110,17 @@ inline int topologyDefects(const DecimationMesh& m) {
     return defects;
 }
 
+inline std::size_t nearestPoint(const DecimationMesh& m, const KVVector3f& c) {
+    std::size_t best = 0;
+    double bestD = 1e300;
+    for (std::size_t v = 0; v < m.points.size(); ++v) {
+        const KVVector3f& p = m.points[v];
+        double d = (p.x - c.x) * (p.x - c.x) + (p.y - c.y) * (p.y - c.y) + (p.z - c.z) * (p.z - c.z);
+        if (d < bestD) bestD = d, best = v;
+    }
+    return best;
+}
+
 // Faces whose normal points against the input's surface near them: the unit vertex normals of
 // the input vertices nearest to the face's corners and centre, summed.
 inline int flippedAgainst(const DecimationMesh& input, const DecimationMesh& out) {
@@ -125,16 +136,7 @@ inline int flippedAgainst(const DecimationMesh& input, const DecimationMesh& out
         float l = std::sqrt(n.x * n.x + n.y * n.y + n.z * n.z);
         if (l > 0) n.x /= l, n.y /= l, n.z /= l;
     }
-    auto nearest = [&](const KVVector3f& c) {
-        std::size_t best = 0;
-        double bestD = 1e300;
-        for (std::size_t v = 0; v < input.points.size(); ++v) {
-            const KVVector3f& p = input.points[v];
-            double d = (p.x - c.x) * (p.x - c.x) + (p.y - c.y) * (p.y - c.y) + (p.z - c.z) * (p.z - c.z);
-            if (d < bestD) bestD = d, best = v;
-        }
-        return vn[best];
-    };
+    auto nearest = [&](const KVVector3f& c) { return vn[nearestPoint(input, c)]; };
     int flipped = 0;
     for (std::size_t t = 0; t < out.triangleCount(); ++t) {
         KVVector3f c{0, 0, 0}, ref{0, 0, 0};
