@@ -56,9 +56,10 @@ protected:
         PlastraHelper::clear();
     }
 
-    void subTool(const Mesh& mesh, const char* texture = nullptr) {
-        host.setMesh(mesh);
-        char** d = host.hostData();
+    void subTool(const Mesh& mesh, const char* texture = nullptr, Host3* on = nullptr) {
+        Host3& h = on ? *on : host;
+        h.setMesh(mesh);
+        char** d = h.hostData();
         run(&ExportOneSubToolVertices, "sub", 0, d);
         run(&ExportOneSubToolUVs, "", 0, d);
         if (texture) run(&DeclareTextureName, texture, 0, d);
@@ -208,14 +209,7 @@ TEST_F(HostMeshTest, OldestHostGetsOneMaterialOnly) {
     const std::string obj = folder.file("old.obj");
     run(&DeclareToolHasTexture, "", 1.0, nullptr);
     run(&StartExportAllSubTools, obj, 0, nullptr);
-    for (int i = 0; i < 3; ++i) {
-        old.setMesh(quadMesh(3, 1, 0));
-        char** d = old.hostData();
-        run(&ExportOneSubToolVertices, "s", 0, d);
-        run(&ExportOneSubToolUVs, "", 0, d);
-        run(&DeclareTextureName, "C:\\tex\\t" + std::to_string(i) + ".bmp", 0, d);
-        run(&ExportOneSubToolFaces, "", 0, d);
-    }
+    for (int i = 0; i < 3; ++i) subTool(quadMesh(3, 1, 0), ("C:\\tex\\t" + std::to_string(i) + ".bmp").c_str(), &old);
     run(&EndExportAllSubTools, "", 0, nullptr);
     EXPECT_EQ(lines(folder.file("old.mtl")), (Lines{"newmtl defaultMat", "map_Kd t0.bmp"}));
     int usemtl = 0;

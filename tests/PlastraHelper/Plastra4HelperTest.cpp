@@ -21,38 +21,30 @@ protected:
 
 }  // namespace
 
-TEST_F(Plastra4HelperTest, InitFindsTheRootThroughTheActiveView) {
+// The root is found through the active view; names come from the command state, then the text.
+TEST_F(Plastra4HelperTest, InitFindsTheRootAndTheNames) {
     Host4 host;
     AWin* root = host.window("Root");
-    AWin* palette = host.window("Palette", root);
+    AWin* palette = host.window("Palette", root, "Text");
     AWin* view = host.window("View", palette);
+    AWin* textOnly = host.window(nullptr, root, "Label");
+    AWin* emptyName = host.window("", root, "Fallback");
+    AWin* none = host.window(nullptr, root);
     host.setActiveView(view);
     Plastra4Helper::init(host.hostData());
     EXPECT_EQ(Plastra4Helper::s_rootWindow, root);
-    EXPECT_STREQ(Plastra4Helper::getWindowName(palette), "Palette");
     EXPECT_EQ(Plastra4Helper::getParentWindow(view), palette);
     EXPECT_EQ(Plastra4Helper::getWindowChildIndex(root), -1);
+    EXPECT_STREQ(Plastra4Helper::getWindowName(palette), "Palette");
+    EXPECT_STREQ(Plastra4Helper::getWindowName(textOnly), "Label");
+    EXPECT_STREQ(Plastra4Helper::getWindowName(emptyName), "Fallback");
+    EXPECT_EQ(Plastra4Helper::getWindowName(none), nullptr);
+    EXPECT_EQ(Plastra4Helper::getWindowFromPath(root, "label"), textOnly);
 
     Plastra4Helper::init(nullptr);
     EXPECT_EQ(Plastra4Helper::s_rootWindow, nullptr);
     EXPECT_EQ(AWinHelper::getFuncTable(), nullptr);
     EXPECT_EQ(Plastra4Helper::getParentWindow(view), nullptr);  // no table: nothing is called
-}
-
-TEST_F(Plastra4HelperTest, NamesComeFromTheCommandStateThenTheText) {
-    Host4 host;
-    AWin* root = host.window("Root");
-    AWin* both = host.window("Name", root, "Text");
-    AWin* textOnly = host.window(nullptr, root, "Label");
-    AWin* emptyName = host.window("", root, "Fallback");
-    AWin* none = host.window(nullptr, root);
-    host.setActiveView(root);
-    Plastra4Helper::init(host.hostData());
-    EXPECT_STREQ(Plastra4Helper::getWindowName(both), "Name");
-    EXPECT_STREQ(Plastra4Helper::getWindowName(textOnly), "Label");
-    EXPECT_STREQ(Plastra4Helper::getWindowName(emptyName), "Fallback");
-    EXPECT_EQ(Plastra4Helper::getWindowName(none), nullptr);
-    EXPECT_EQ(Plastra4Helper::getWindowFromPath(root, "label"), textOnly);
 }
 
 // Missing sub-tables and entries are skipped, never called.
