@@ -1,6 +1,7 @@
 // TrimoraApp on generated meshes: targets, borders, UVs, colours, mask, symmetry, axis flags, orientation.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <set>
 #include <string>
@@ -50,11 +51,10 @@ void expectTriangles(const ReadMesh& m) {
     }
 }
 
-// Seen from +z every face of the height field is counter-clockwise; a flipped face is not.
-int flippedFaces(const ReadMesh& m) {
+// Seen from +z (or -z with `up` -1) every face of the height field is counter-clockwise; a flipped face is not.
+int flippedFaces(const ReadMesh& m, float up = 1.0f) {
     int flipped = 0;
-    for (int f = 0; f < m.faceCount(); ++f)
-        if (faceNormal(m, f).z < 0.0f) ++flipped;
+    for (int f = 0; f < m.faceCount(); ++f) flipped += up * faceNormal(m, f).z < 0.0f;
     return flipped;
 }
 
@@ -179,17 +179,11 @@ TEST_F(AppDecimation, InputAxisFlagsChooseTheWorkingFrameAndAreUndoneOnOutput) {
     ASSERT_GT(m.points.getCount(), 0);
     EXPECT_EQ(unpairedVertices(m, 1), 0);
     // Back in the file's frame: the same extent, and faces still facing -z of the turned grid.
-    float lo = 1e9f, hi = -1e9f;
-    for (const KVVector3f& p : m.points) {
-        lo = std::min(lo, p.y);
-        hi = std::max(hi, p.y);
-    }
-    EXPECT_FLOAT_EQ(lo, -1.0f);
-    EXPECT_FLOAT_EQ(hi, 1.0f);
-    int facingWrongWay = 0;
-    for (int f = 0; f < m.faceCount(); ++f)
-        if (faceNormal(m, f).z > 0.0f) ++facingWrongWay;
-    EXPECT_EQ(facingWrongWay, 0);
+    const auto y = std::minmax_element(m.points.begin(), m.points.end(),
+                                       [](const KVVector3f& a, const KVVector3f& b) { return a.y < b.y; });
+    EXPECT_FLOAT_EQ(y.first->y, -1.0f);
+    EXPECT_FLOAT_EQ(y.second->y, 1.0f);
+    EXPECT_EQ(flippedFaces(m, -1.0f), 0);
 }
 
 }  // namespace
