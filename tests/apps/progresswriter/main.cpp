@@ -10,11 +10,8 @@
 //   cpums N            processor time used by each count, so the writer's throttle lets writes through (default 2)
 //   holdms N           time with a task and no step, before the counted step (default 100)
 //   waitms N           length of the step without a total (default 200)
-//   stopOnCancel yes   stop when the progress-bar file disappears (the stop-all request)
-// Files it leaves beside the job file: <job>.arg ("argc=N", "arg=<argv[1]>", "fds=<open descriptors,
-// comma-separated>", "pid=N"), and, when it
-// stopped on the stop-all request, <job>.stopped. Exit codes: 0 done, 2 usage, 3 stopped,
-// 4 no progress-bar file to open.
+// It leaves <job>.arg beside the job file ("argc=N", "arg=<argv[1]>", "fds=<open descriptors,
+// comma-separated>", "pid=N"). Exit codes: 0 done, 2 usage, 4 no progress-bar file to open.
 #include <dirent.h>
 #include <unistd.h>
 
@@ -40,7 +37,6 @@ struct Job {
     int cpuMs = 2;
     int holdMs = 100;
     int waitMs = 200;
-    bool stopOnCancel = false;
 };
 
 Job readJob(const std::string& path) {
@@ -64,7 +60,6 @@ Job readJob(const std::string& path) {
         else if (key == "cpums") job.cpuMs = number;
         else if (key == "holdms") job.holdMs = number;
         else if (key == "waitms") job.waitMs = number;
-        else if (key == "stopOnCancel") job.stopOnCancel = value == "yes" || value == "Yes";
     }
     std::fclose(f);
     return job;
@@ -89,57 +84,32 @@ void useProcessorTime(int milliseconds) {
 
 class Runner {
 public:
-    Runner(const Job& job, const std::string& jobPath) : m_job(job), m_jobPath(jobPath) {}
-
-    // True when the run should go on; false once the stop-all request was seen.
-    bool keepGoing() {
-        if (!m_job.stopOnCancel) return true;
-        if (m_bar.verifyProgressBarExist() && !m_bar.isStopAllRequested()) return true;
-        writeMarker(m_jobPath + ".stopped", "stopped\n");
-        return false;
-    }
-
-    // Sleeps in short slices, looking for the stop-all request between them.
-    bool pause(int milliseconds) {
-        for (int left = milliseconds; left > 0; left -= 10) {
-            KVTimeService::sleep(left < 10 ? left : 10);
-            if (!keepGoing()) return false;
-        }
-        return keepGoing();
-    }
+    explicit Runner(const Job& job) : m_job(job) {}
 
     int run(const std::string& runningPath) {
         if (!m_bar.open(KVString(runningPath.c_str()))) return 4;
-        const int result = work() ? 0 : 3;
-        m_bar.close();  // deletes the file: the job is over
-        return result;
-    }
-
-private:
-    bool work() {
         m_bar.start(m_job.task.c_str());
         m_bar.enableStop(true);
-        if (!pause(m_job.holdMs)) return false;
+        KVTimeService::sleep(m_job.holdMs);
 
         m_bar.startStep(m_job.step.c_str(), m_job.steps);
         for (int i = 1; i <= m_job.steps; ++i) {
             useProcessorTime(m_job.cpuMs);
             m_bar.setCount(i);
-            if (!pause(m_job.delayMs)) return false;
+            KVTimeService::sleep(m_job.delayMs);
         }
         m_bar.endStep();
 
         m_bar.startStep(m_job.wait.c_str(), 0);
-        if (!pause(m_job.waitMs)) return false;
+        KVTimeService::sleep(m_job.waitMs);
         m_bar.endStep();
-
-        // end() looks for the file once more; a request raised there stops the run like any other.
         m_bar.end();
-        return keepGoing();
+        m_bar.close();  // deletes the file: the job is over
+        return 0;
     }
 
+private:
     Job m_job;
-    std::string m_jobPath;
     KVProgressBar m_bar;
 };
 
@@ -174,6 +144,6 @@ int main(int argc, char** argv) {
     if (argc != 2) return 2;
 
     const Job job = readJob(jobPath);
-    Runner runner(job, jobPath);
+    Runner runner(job);
     return runner.run(jobPath + ".running");
 }
